@@ -1,0 +1,6 @@
+#include "image/imagebridge.h"
+
+std::string toOpenCvString(QString text)
+{
+    return text.toStdString();
+}

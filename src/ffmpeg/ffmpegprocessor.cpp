@@ -1,0 +1,286 @@
+#include "ffmpeg/ffmpegprocessor.h"
+
+#include "baselib/globalconsole.h"
+#include "image/capturesource_p.h"
+
+#include <QDateTime>
+#include <QDebug>
+#include <QFile>
+#include <QFileInfo>
+#include <QProcess>
+
+namespace {
+
+constexpr int terminateLimitMs = 2000;
+constexpr int killLimitMs = 2000;
+constexpr int startFailedCode = -1;
+
+constexpr int lastLinesKept = 20;
+constexpr int longestLineKept = 4096; // bytes
+
+// "frame=" and the number, right-aligned in five columns.
+const QLatin1String progressMark("frame=");
+constexpr int progressNumberStart = 6;
+constexpr int progressNumberLength = 5;
+constexpr int shortestProgress = 11;
+
+bool isSamePath(const QString &a, const QString &b)
+{
+    return a.compare(b, Qt::CaseInsensitive) == 0;
+}
+
+bool leadToOneFile(const QString &a, const QString &b)
+{
+    // QFileInfo takes any two files that do not exist for one and the same.
+    return QFile::exists(a) && QFile::exists(b) && QFileInfo(a) == QFileInfo(b);
+}
+
+QString sideFileOf(const QString &input, const QString &output)
+{
+    const QString suffix = QFileInfo(input).suffix();
+    QString side = output;
+    side.replace(QLatin1Char('.') + suffix, QStringLiteral("_temp.") + suffix);
+    if (!leadToOneFile(side, input))
+        return side;
+    // The suffix is missing or written in the other case, and ffmpeg would overwrite the file that it reads.
+    const QFileInfo info(output);
+    return info.path() + QLatin1Char('/') + info.completeBaseName() + QStringLiteral("_temp.")
+        + info.suffix();
+}
+
+} // namespace
+
+FFMpegProcessor::FFMpegProcessor(QObject *parent) : QObject(parent), process(std::make_unique<QProcess>())
+{
+    connect(process.get(), &QProcess::readyReadStandardOutput, this, &FFMpegProcessor::readOutput);
+    connect(process.get(), &QProcess::readyReadStandardError, this, &FFMpegProcessor::readErrors);
+    connect(process.get(), &QProcess::started, this, &FFMpegProcessor::started);
+    // Of the two signals of this name the last one, so that a slot of finished() may start the next job.
+    connect(process.get(), qOverload<int, QProcess::ExitStatus>(&QProcess::finished), this,
+        &FFMpegProcessor::ffmpegFinished);
+    connect(process.get(), &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
+        if (error == QProcess::FailedToStart)
+            failToStart();
+    });
+}
+
+FFMpegProcessor::~FFMpegProcessor()
+{
+    process->disconnect(this);
+    if (process->state() == QProcess::NotRunning)
+        return;
+    process->terminate();
+    if (!process->waitForFinished(terminateLimitMs)) {
+        process->kill();
+        process->waitForFinished(killLimitMs);
+    }
+}
+
+VideoInfo FFMpegProcessor::getVideoInfo(const QString &path)
+{
+    VideoInfo info;
+    if (!QFile::exists(path))
+        return info;
+    cv::VideoCapture capture;
+    if (!CaptureSource::open(capture, path))
+        return info;
+    const QFileInfo file(path);
+    info.isValid = true;
+    info.frameCount = CaptureSource::frameCount(capture);
+    info.frameRate = capture.get(cv::CAP_PROP_FPS);
+    info.suffix = file.suffix();
+    info.fileSize = file.size();
+    info.width = CaptureSource::toCount(capture.get(cv::CAP_PROP_FRAME_WIDTH));
+    info.height = CaptureSource::toCount(capture.get(cv::CAP_PROP_FRAME_HEIGHT));
+    capture.release();
+    return info;
+}
+
+bool FFMpegProcessor::isRunning() const
+{
+    return running;
+}
+
+int FFMpegProcessor::exitCode() const
+{
+    return lastExitCode;
+}
+
+bool FFMpegProcessor::hasCrashed() const
+{
+    return lastCrashed;
+}
+
+QString FFMpegProcessor::lastText() const
+{
+    QStringList lines = lastLines;
+    if (!lineBegun.isEmpty())
+        lines << QString::fromLocal8Bit(lineBegun);
+    return lines.mid(qMax(0, lines.size() - lastLinesKept)).join(QLatin1Char('\n'));
+}
+
+bool FFMpegProcessor::convert(const QString &input, const QString &output)
+{
+    const VideoInfo info = getVideoInfo(input);
+    resetJob();
+    running = info.isValid;
+    if (running) {
+        setFiles(input, output);
+        frameCount = info.frameCount;
+        QStringList arguments{QStringLiteral("-i"), inputFile, outputFile};
+        if (QFile::exists(outputFile))
+            arguments << QStringLiteral("-y");
+        qDebug() << "FFMPEG" << arguments << "frames" << frameCount;
+        startProcess(arguments);
+    }
+    qDebug() << "STARTING FFMPEG CONVERTION" << info.isValid;
+    return info.isValid;
+}
+
+bool FFMpegProcessor::optimize(const QString &file)
+{
+    return convert(file, file);
+}
+
+bool FFMpegProcessor::joinVideoAndAudio(const QString &video, const QString &audio, const QString &output)
+{
+    const VideoInfo info = getVideoInfo(video);
+    resetJob();
+    running = info.isValid && QFile::exists(audio);
+    if (running) {
+        setFiles(video, output);
+        audioFile = audio;
+        frameCount = info.frameCount;
+        qDebug() << "STARTING to join" << true;
+        startProcess({QStringLiteral("-i"), inputFile, QStringLiteral("-i"), audioFile, outputFile});
+    } else {
+        qDebug() << "Invalid video and audio";
+    }
+    return info.isValid;
+}
+
+void FFMpegProcessor::resetJob()
+{
+    frameCount = 0;
+    inputFile.clear();
+    audioFile.clear();
+    outputFile.clear();
+    finalFile.clear();
+    lastExitCode = 0;
+    lastCrashed = false;
+    lastLines.clear();
+    lineBegun.clear();
+    lineReturned = false;
+}
+
+void FFMpegProcessor::setFiles(const QString &input, const QString &output)
+{
+    inputFile = input;
+    outputFile = output;
+    // Two spellings of one file count as well: ffmpeg tells them apart and would empty the file that it
+    // reads.
+    if (isSamePath(input, output) || leadToOneFile(input, output)) {
+        finalFile = output;
+        outputFile = sideFileOf(input, output);
+    }
+}
+
+void FFMpegProcessor::startProcess(const QStringList &arguments)
+{
+    process->start(QStringLiteral("ffmpeg"), arguments, QIODevice::ReadWrite);
+    // Nobody answers the question whether to overwrite a file; with its input closed, ffmpeg takes that for
+    // a no instead of waiting for ever.
+    process->closeWriteChannel();
+}
+
+void FFMpegProcessor::readOutput()
+{
+    qDebug() << "output: " << QString::fromLocal8Bit(process->readAllStandardOutput());
+}
+
+void FFMpegProcessor::readErrors()
+{
+    const QByteArray chunk = process->readAllStandardError();
+    keepLastLines(chunk);
+    const QString text = QString::fromLocal8Bit(chunk);
+    if (frameCount <= 0 || text.size() < shortestProgress || !text.startsWith(progressMark))
+        return;
+    Q_EMIT progress(text.mid(progressNumberStart, progressNumberLength).trimmed().toInt(), frameCount);
+}
+
+void FFMpegProcessor::keepLastLines(const QByteArray &chunk)
+{
+    // As on a terminal: a carriage return alone starts the line anew, or an hour of progress would push out
+    // the reason of a failure.
+    for (const char c : chunk) {
+        if (c == '\n') {
+            if (!lineBegun.isEmpty())
+                lastLines << QString::fromLocal8Bit(lineBegun);
+            if (lastLines.size() > lastLinesKept)
+                lastLines.removeFirst();
+            lineBegun.clear();
+            lineReturned = false;
+        } else if (c == '\r') {
+            lineReturned = true;
+        } else {
+            if (lineReturned)
+                lineBegun.clear();
+            lineReturned = false;
+            if (lineBegun.size() < longestLineKept)
+                lineBegun += c;
+        }
+    }
+}
+
+void FFMpegProcessor::ffmpegFinished(int exitCode)
+{
+    qDebug() << "FFMPEG finished here" << exitCode << finalFile << inputFile << outputFile;
+    const bool crashed = process->exitStatus() == QProcess::CrashExit;
+    if (exitCode == 0 && !crashed) {
+        if (!finalFile.isEmpty()) {
+            replaceInput();
+        } else if (!isSamePath(inputFile, outputFile)) {
+            const bool removed = QFile::remove(inputFile);
+            qDebug() << "Removed" << inputFile << removed;
+        }
+        if (!audioFile.isEmpty())
+            QFile::remove(audioFile);
+    }
+    endJob(exitCode, crashed);
+}
+
+void FFMpegProcessor::replaceInput()
+{
+    // Whoever removed the side file meanwhile, the input is the only version then.
+    const bool removed = QFile::exists(outputFile) && QFile::remove(inputFile);
+    qDebug() << "Removed FD" << inputFile << removed;
+    const bool renamed = QFile::rename(outputFile, inputFile);
+    qDebug() << "Rename FD" << outputFile << "->" << inputFile << renamed;
+    if (removed && !renamed) {
+        GlobalConsole::writeLine(
+            tr("%1 could not be renamed to %2 and stays under its name").arg(outputFile, inputFile),
+            QDateTime::currentDateTime());
+    }
+}
+
+void FFMpegProcessor::failToStart()
+{
+    const QString reason = process->errorString();
+    GlobalConsole::writeLine(tr("ffmpeg cannot be started: %1").arg(reason), QDateTime::currentDateTime());
+    // We are still inside the call that starts the job; its end must not come before that call returns.
+    QMetaObject::invokeMethod(
+        this,
+        [this, reason] {
+            lastLines = QStringList(reason);
+            endJob(startFailedCode, false);
+        },
+        Qt::QueuedConnection);
+}
+
+void FFMpegProcessor::endJob(int code, bool crash)
+{
+    lastExitCode = code;
+    lastCrashed = crash;
+    running = false;
+    Q_EMIT finished();
+}

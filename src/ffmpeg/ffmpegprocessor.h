@@ -1,0 +1,139 @@
+#pragma once
+
+#include "vtcv_export.h"
+
+#include <QObject>
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+
+class QProcess;
+
+/** What FFMpegProcessor::getVideoInfo() tells of a video file; all zeros and empty where `isValid` is false.
+ */
+struct VideoInfo
+{
+    bool isValid = false; // the file exists and could be opened for reading
+    int frameCount = 0; // as the container tells it; 0 where it does not know
+    double frameRate = 0.0; // Hz
+    QString suffix; // of the path, without the dot
+    qint64 fileSize = 0; // bytes
+    int width = 0; // px
+    int height = 0; // px
+};
+
+/**
+ * Runs one `ffmpeg` child process at a time without blocking, and cleans up after it.
+ *
+ *     FFMpegProcessor processor;
+ *     connect(&processor, &FFMpegProcessor::progress, this, &Window::showProgress);
+ *     connect(&processor, &FFMpegProcessor::finished, this, &Window::showResult);
+ *     processor.convert(QStringLiteral("/videos/raw.avi"), QStringLiteral("/videos/take1.mp4"));
+ *
+ * `ffmpeg` is looked up on the search path and is given the names of its files alone: container and codecs
+ * follow from the suffix of the output. Pass absolute paths, since `ffmpeg` takes "a:b.avi" for a protocol
+ * and "-a.avi" for an option.
+ *
+ * **A job that succeeds consumes its input.** When `ffmpeg` has ended with exit code 0, convert() and
+ * joinVideoAndAudio() remove the input video (and the audio), and a file that was rewritten in place is
+ * replaced by its new version. After any other end, a crash included, no file is touched: the input stays,
+ * and what `ffmpeg` has written stays as well.
+ *
+ * Input and output are the same file where their paths are equal without regard to case, or where they lead
+ * to one and the same existing file. `ffmpeg` then writes a side file with "_temp" in its name, which takes
+ * the place of the input at the end. In the name of the side file every occurrence of the suffix is replaced,
+ * in the names of folders too.
+ *
+ * `ffmpeg` gets no answer on its input: where it would ask a question, it fails. A join never overwrites its
+ * output (nor an old side file); a convert does.
+ *
+ * Where `ffmpeg` cannot be started, a job ends as one that failed: one console line, and finished() as soon
+ * as events are delivered.
+ *
+ * \thread The one that created the object, which must deliver events; getVideoInfo(): any.
+ */
+class VTCV_EXPORT FFMpegProcessor : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit FFMpegProcessor(QObject *parent = nullptr);
+
+    /** Ends a child that still runs, by force after two seconds. Its input is kept. */
+    ~FFMpegProcessor() override;
+
+    /** Opens the video at \a path to see what it is; decodes no frame. \thread Any. */
+    static VideoInfo getVideoInfo(const QString &path);
+
+    /** True while a job is under way, until just before finished(). No job may be started meanwhile. */
+    bool isRunning() const;
+
+    /** The exit code of the last job that has ended, the number of the signal after a crash, -1 where
+     * `ffmpeg` could not be started. */
+    int exitCode() const;
+
+    /** True where the child of the last job did not end by itself (killed, crashed). */
+    bool hasCrashed() const;
+
+    /** The last 20 lines that `ffmpeg` has written to its error channel in the last job: the reason of a
+     * failure. */
+    QString lastText() const;
+
+    /**
+     * Makes \a output from \a input, which is removed after success. An existing \a output is overwritten.
+     *
+     * \return true if \a input is a video and `ffmpeg` was started; false, without any signal, otherwise.
+     */
+    bool convert(const QString &input, const QString &output);
+
+    /** Rewrites \a file in place; the same as convert(file, file). */
+    bool optimize(const QString &file);
+
+    /**
+     * Makes \a output from \a video with \a audio as its sound; both are removed after success.
+     *
+     * \return true if \a video is a video. Where \a audio does not exist, nothing is started and no signal
+     * comes, but the result tells of the video only: look at isRunning().
+     */
+    bool joinVideoAndAudio(const QString &video, const QString &audio, const QString &output);
+
+Q_SIGNALS:
+    /** \a frame of \a frameCount frames of the input are done. Not emitted where the input's number of frames
+     * is unknown. From 100 000 frames on, \a frame lacks its last digit. */
+    void progress(int frame, int frameCount);
+
+    /** The child process runs. */
+    void started();
+
+    /** The job has ended, with success or not; a new one may be started from the connected slot. */
+    void finished();
+
+protected Q_SLOTS:
+    /** Cleans up after the child. */
+    void ffmpegFinished(int exitCode);
+
+private:
+    void resetJob();
+    void setFiles(const QString &input, const QString &output);
+    void startProcess(const QStringList &arguments);
+    void readOutput();
+    void readErrors();
+    void keepLastLines(const QByteArray &chunk);
+    void replaceInput();
+    void failToStart();
+    void endJob(int code, bool crash);
+
+    std::unique_ptr<QProcess> process; // one for all jobs
+    int frameCount = 0; // of the input; what progress is measured by
+    QString inputFile;
+    QString audioFile; // of a join, empty otherwise
+    QString outputFile; // what ffmpeg writes
+    QString finalFile; // not empty exactly where the output is a side file that replaces the input
+    bool running = false;
+    int lastExitCode = 0;
+    bool lastCrashed = false;
+    QStringList lastLines; // whole lines of the error channel
+    QByteArray lineBegun; // the line that follows them
+    bool lineReturned = false; // a carriage return: what comes next overwrites the line
+};

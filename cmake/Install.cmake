@@ -9,6 +9,11 @@ set(mkspecs_dir ${CMAKE_INSTALL_LIBDIR}/qt5/mkspecs/modules)
 file(RELATIVE_PATH pkgconfig_to_prefix /${pkgconfig_dir} /)
 file(RELATIVE_PATH mkspecs_to_prefix /${mkspecs_dir} /)
 
+# The OpenCV modules that a host links beside us, for the package files that cannot ask OpenCV's own CMake package.
+get_target_property(opencv_library opencv_core LOCATION)
+cmake_path(GET opencv_library PARENT_PATH opencv_libdir)
+set(opencv_link_flags "-lopencv_videoio -lopencv_imgcodecs -lopencv_imgproc -lopencv_core")
+
 function(varnhold_package name dir targets)
     install(TARGETS ${targets} EXPORT ${name}Targets
         RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}

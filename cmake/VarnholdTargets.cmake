@@ -33,6 +33,7 @@ function(varnhold_library target export_name macro header)
         EXPORT_NAME ${export_name}
         VERSION ${PROJECT_VERSION}
         SOVERSION ${PROJECT_VERSION_MAJOR}
+        INSTALL_RPATH $<IF:$<PLATFORM_ID:Darwin>,@loader_path,$ORIGIN> # the two libraries stand side by side
         VERIFY_INTERFACE_HEADER_SETS ON)
     generate_export_header(${target} BASE_NAME ${macro} EXPORT_FILE_NAME ${header})
     target_sources(${target} PUBLIC FILE_SET HEADERS
@@ -43,6 +44,7 @@ function(varnhold_library target export_name macro header)
     target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:varnhold_build_flags>)
     if(UNIX AND NOT APPLE)
         # Standard library templates are exported by their namespace's own attribute; keep them to ourselves.
+        set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${PROJECT_SOURCE_DIR}/cmake/exports.map)
         target_link_options(${target} PRIVATE
             -Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/exports.map -Wl,--no-undefined-version)
         if(NOT VTCV_SANITIZE)

@@ -44,8 +44,8 @@ QString sideFileOf(const QString &input, const QString &output)
         return side;
     // The suffix is missing or written in the other case, and ffmpeg would overwrite the file that it reads.
     const QFileInfo info(output);
-    return info.path() + QLatin1Char('/') + info.completeBaseName() + QStringLiteral("_temp.")
-        + info.suffix();
+    const QString dotSuffix = info.suffix().isEmpty() ? QString() : QLatin1Char('.') + info.suffix();
+    return info.path() + QLatin1Char('/') + info.completeBaseName() + QStringLiteral("_temp") + dotSuffix;
 }
 
 } // namespace
@@ -267,7 +267,8 @@ void FFMpegProcessor::failToStart()
 {
     const QString reason = process->errorString();
     GlobalConsole::writeLine(tr("ffmpeg cannot be started: %1").arg(reason), QDateTime::currentDateTime());
-    // We are still inside the call that starts the job; its end must not come before that call returns.
+    // Some platforms notice it within the call that starts the job, whose end must not come before it
+    // returns.
     QMetaObject::invokeMethod(
         this,
         [this, reason] {

@@ -1,0 +1,157 @@
+#include "recording/frametimelogreader.h"
+
+#include "recording/frametimelogformat_p.h"
+
+#include <QCoreApplication>
+#include <QSaveFile>
+
+#include <algorithm>
+
+using namespace FrameTimeLogFormat;
+
+namespace {
+
+// More than a month at 30 Hz, and still within what one QVector can hold.
+constexpr int maximumFrames = 100'000'000;
+
+QString text(const char *source)
+{
+    return QCoreApplication::translate("FrameTimeLogReader", source);
+}
+
+bool byFrameNumber(const FrameTimeLogReader::Entry &a, const FrameTimeLogReader::Entry &b)
+{
+    return a.frame < b.frame;
+}
+
+bool earlier(const FrameTimeLogReader::Entry &a, const FrameTimeLogReader::Entry &b)
+{
+    return a.timeMs != b.timeMs ? a.timeMs < b.timeMs : a.frame < b.frame;
+}
+
+// Of several records of one frame the last written counts.
+void keepNewest(QVector<FrameTimeLogReader::Entry> &entries)
+{
+    std::stable_sort(entries.begin(), entries.end(), byFrameNumber);
+    int kept = 0;
+    for (int i = 0; i < entries.size(); ++i) {
+        if (i + 1 == entries.size() || entries[i + 1].frame != entries[i].frame)
+            entries[kept++] = entries[i];
+    }
+    entries.resize(kept);
+}
+
+} // namespace
+
+bool FrameTimeLogReader::fail(const QString &reason)
+{
+    byFrame.clear();
+    byTime.clear();
+    error = reason;
+    return false;
+}
+
+bool FrameTimeLogReader::open(const QString &path, Damage damage)
+{
+    fail(QString());
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly))
+        return fail(file.errorString());
+    std::array<quint32, 4> header;
+    if (!readWords(file, header) || header[0] != tag)
+        return fail(text("This is no frame time log."));
+    const quint32 recordCount = header[1];
+    const bool salvage = damage == Damage::Salvage;
+    if (!salvage && recordCount > (file.size() - fileHeaderSize) / (recordHeaderSize + valueSize))
+        return fail(text("The log is cut off."));
+
+    bool foreign = false;
+    const bool clean = walk(file, [&](qint64 position, RecordHeader record) {
+        if (record.frameKey == freeSlot || position == qint64(header[2]))
+            return true;
+        qint64 bigEndian = 0;
+        foreign = byFrame.size() == maximumFrames
+            || record.nextOffset - position - recordHeaderSize < valueSize
+            || file.read(reinterpret_cast<char *>(&bigEndian), valueSize) != valueSize;
+        if (foreign)
+            return false;
+        byFrame.append({record.frameKey, qFromBigEndian(bigEndian)});
+        return true;
+    });
+    if (!clean && !salvage)
+        return fail(foreign ? text("The log holds a record that is no time.") : text("The log is damaged."));
+    keepNewest(byFrame);
+    if (!salvage && quint32(byFrame.size()) != recordCount)
+        return fail(text("The log holds another number of frames than its header tells."));
+    if (salvage && byFrame.isEmpty())
+        return fail(text("The log holds no whole record."));
+    byTime = byFrame;
+    std::sort(byTime.begin(), byTime.end(), earlier);
+    return true;
+}
+
+QString FrameTimeLogReader::errorString() const
+{
+    return error;
+}
+
+int FrameTimeLogReader::count() const
+{
+    return byFrame.size();
+}
+
+const QVector<FrameTimeLogReader::Entry> &FrameTimeLogReader::entries() const
+{
+    return byFrame;
+}
+
+qint64 FrameTimeLogReader::timeOf(quint32 frame, bool *ok) const
+{
+    const auto found = std::lower_bound(byFrame.cbegin(), byFrame.cend(), Entry{frame, 0}, byFrameNumber);
+    const bool known = found != byFrame.cend() && found->frame == frame;
+    if (ok)
+        *ok = known;
+    return known ? found->timeMs : -1;
+}
+
+qint64 FrameTimeLogReader::frameAt(qint64 timeMs) const
+{
+    const auto after = std::upper_bound(byTime.cbegin(), byTime.cend(), Entry{0xFFFFFFFF, timeMs}, earlier);
+    return after == byTime.cbegin() ? -1 : qint64((after - 1)->frame);
+}
+
+QVector<FrameTimeLogReader::Gap> FrameTimeLogReader::gaps(qint64 thresholdMs) const
+{
+    QVector<Gap> found;
+    const Entry *last = nullptr;
+    for (const Entry &entry : byFrame) {
+        if (last && entry.timeMs < last->timeMs)
+            continue;
+        if (last && entry.timeMs - last->timeMs > thresholdMs)
+            found.append({last->frame, entry.frame, last->timeMs, entry.timeMs - last->timeMs});
+        last = &entry;
+    }
+    return found;
+}
+
+QString FrameTimeLogReader::toCsv() const
+{
+    QString csv = QStringLiteral("frame,time_ms\n");
+    csv.reserve(csv.size() + 16 * byFrame.size());
+    for (const Entry &entry : byFrame)
+        csv += QString::number(entry.frame) + QLatin1Char(',') + QString::number(entry.timeMs)
+            + QLatin1Char('\n');
+    return csv;
+}
+
+bool FrameTimeLogReader::writeCsv(const QString &path) const
+{
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly))
+        return false;
+    const QByteArray bytes = toCsv().toUtf8();
+    // commit() alone does not notice a full disk while the text fits its buffer.
+    if (file.write(bytes) != bytes.size() || !file.flush())
+        file.cancelWriting();
+    return file.commit();
+}

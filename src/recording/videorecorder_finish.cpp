@@ -1,0 +1,253 @@
+#include "recording/videorecorder.h"
+
+#include "baselib/fileutilities.h"
+#include "baselib/globalconsole.h"
+#include "ffmpeg/ffmpegqueue.h"
+#include "ffmpeg/ffmpegqueuenotifier_p.h"
+#include "image/capturesource_p.h"
+#include "recording/frametimelog_p.h"
+#include "recording/recordingtempfile_p.h"
+
+#include <QDebug>
+#include <QFile>
+#include <QFileInfo>
+
+#include <algorithm>
+
+namespace {
+
+void writeConsole(const QString &text)
+{
+    GlobalConsole::writeLine(text, QDateTime::currentDateTime());
+}
+
+bool isSamePath(const QString &a, const QString &b)
+{
+    return a.compare(b, Qt::CaseInsensitive) == 0;
+}
+
+QString sizeAndPath(const QString &path)
+{
+    return FileUtilities::filesizeNice(path) + QLatin1Char(' ') + path;
+}
+
+// The cut stands beside the video; a name without ".avi" must not give the video's own name.
+QString cutName(const QString &path)
+{
+    const QFileInfo info(path);
+    QString name = info.fileName();
+    name.replace(QStringLiteral(".avi"), QStringLiteral("_cut.avi"));
+    if (name == info.fileName())
+        name = info.completeBaseName() + QStringLiteral("_cut.") + info.suffix();
+    return FileUtilities::FolderSlash(info.path()) + name;
+}
+
+int framesIn(const QString &path)
+{
+    cv::VideoCapture capture;
+    return CaptureSource::open(capture, path) ? CaptureSource::frameCount(capture) : 0;
+}
+
+// Lives on the recorder's worker and waits for the end of one recording's job.
+class RecordingEnd : public QObject
+{
+public:
+    std::shared_ptr<RecordingTempFile>
+        tempFile; // our claim on the name, for as long as the job reads the file
+};
+
+} // namespace
+
+// Called with the mutex held.
+VideoRecorder::Delivery VideoRecorder::currentDelivery() const
+{
+    Delivery delivery;
+    delivery.path = path;
+    delivery.tempFilePath = tempFilePath;
+    delivery.logPath = logPath;
+    delivery.tempLogPath = tempLogPath;
+    delivery.tempFile = tempFile;
+    delivery.remove = removeOnStop;
+    delivery.cut = cutOnStop;
+    delivery.cutInterval = cutInterval;
+    delivery.frames = frameCount;
+    return delivery;
+}
+
+void VideoRecorder::finish()
+{
+    Q_EMIT recordPrepareToFinish();
+
+    Delivery delivery;
+    {
+        const QMutexLocker locker(&mutex);
+        savingFile = true;
+        delivery = abandoned ? *abandoned : currentDelivery();
+        abandoned.reset();
+    }
+    // Only the worker uses the writer; callers of setFrame() do not wait while it writes its index.
+    writer.release();
+    const double seconds = double(delivery.frames) / frameRate;
+    const int durationMs = CaptureSource::toCount(seconds * 1000.0);
+    writeConsole(QStringLiteral("Record finished ") + QString::number(seconds, 'g', 6) + QLatin1Char('s'));
+    {
+        const QMutexLocker locker(&mutex);
+        if (frameLog)
+            frameLog->close(delivery.remove);
+    }
+    qDebug() << "RECORDER: Record finished";
+    writerOpened = false;
+
+    if (delivery.remove) {
+        discard(delivery);
+    } else {
+        checkTempFile(delivery);
+        if (delivery.cut)
+            cutTempFile(delivery);
+        deliver(delivery);
+    }
+    {
+        const QMutexLocker locker(&mutex);
+        frameCount = 0;
+        if (!isRecording)
+            tempFile.reset(); // the delivery holds the claim for as long as the file is needed
+    }
+    if (delivery.ticket != 0) {
+        announceEnd(std::move(delivery), durationMs);
+        savingFile = false;
+        return;
+    }
+    savingFile = false;
+    delivery.tempFile.reset();
+    Q_EMIT recordFinished(delivery.path, durationMs);
+}
+
+void VideoRecorder::discard(const Delivery &delivery)
+{
+    qDebug() << "RECORDER: Record removed";
+    writeConsole(QStringLiteral("Record removed"));
+    QFile::remove(delivery.tempFilePath);
+    if (!delivery.logPath.isEmpty())
+        QFile::remove(delivery.tempLogPath);
+    const QMutexLocker locker(&mutex);
+    if (!isRecording)
+        removeOnStop = false;
+}
+
+// The writer reports nothing, not even a full disk.
+void VideoRecorder::checkTempFile(const Delivery &delivery)
+{
+    if (delivery.frames == 0)
+        return;
+    const QFileInfo file(delivery.tempFilePath);
+    if (!file.isFile() || file.size() == 0) {
+        writeConsole(QStringLiteral("The temporary video %1 is gone or empty, %2 frames are lost")
+                         .arg(delivery.tempFilePath)
+                         .arg(delivery.frames));
+        return;
+    }
+    const int found = framesIn(delivery.tempFilePath);
+    if (quint64(found) < delivery.frames) {
+        writeConsole(QStringLiteral("The temporary video %1 is not whole (disk full?), what it holds is kept")
+                         .arg(delivery.tempFilePath));
+    }
+}
+
+void VideoRecorder::cutTempFile(Delivery &delivery)
+{
+    const QString cut = cutName(delivery.tempFilePath);
+    QFile::remove(cut);
+    const size_t counted = cutVideo(delivery.tempFilePath, cut, {delivery.cutInterval});
+    if (counted == 0 || framesIn(cut) == 0) {
+        QFile::remove(cut);
+        writeConsole(QStringLiteral("The frames %1 to %2 cannot be cut out, the whole recording is kept")
+                         .arg(delivery.cutInterval.first)
+                         .arg(delivery.cutInterval.second));
+        return;
+    }
+    QFile::remove(delivery.tempFilePath);
+    if (!QFile::rename(cut, delivery.tempFilePath))
+        delivery.tempFilePath = cut;
+}
+
+void VideoRecorder::deliver(Delivery &delivery)
+{
+    const QString &source = delivery.tempFilePath;
+    if (isSamePath(source, delivery.path))
+        return;
+    if (UseFFMPEGOptimization && ffmpegQueue) {
+        writeConsole(QStringLiteral("Tempfile FFMPEG ") + sizeAndPath(source));
+        writeConsole(QStringLiteral("Destfile FFMPEG ") + sizeAndPath(delivery.path));
+        if (!ffmpegQueue->isWorking())
+            ffmpegQueue->initAndStart();
+        const QString audio = delivery.tempFile->audioPath();
+        const bool withAudio = QFile::exists(audio);
+        qDebug() << "JOB" << source << audio << withAudio;
+        delivery.ticket = ffmpegQueue->notifier()->appendJob(
+            withAudio ? JoinVideoAndAudio : Convert, source, delivery.path, withAudio ? audio : QString());
+    } else {
+        writeConsole(QStringLiteral("Tempfile ") + sizeAndPath(source));
+        writeConsole(QStringLiteral("Destfile ") + sizeAndPath(delivery.path));
+        if (QFile::copy(source, delivery.path))
+            QFile::remove(source);
+        else if (QFile::exists(source))
+            writeConsole(QStringLiteral("The recording cannot be copied to %1, it stays in %2")
+                             .arg(delivery.path, source));
+    }
+    deliverLog(delivery);
+}
+
+void VideoRecorder::deliverLog(const Delivery &delivery)
+{
+    if (delivery.logPath.isEmpty() || !QFile::exists(delivery.tempLogPath))
+        return;
+    // The log of the older video of that name, which was removed at the start.
+    QFile::remove(delivery.logPath);
+    if (QFile::copy(delivery.tempLogPath, delivery.logPath)) {
+        QFile::remove(delivery.tempLogPath);
+        return;
+    }
+    writeConsole(QStringLiteral("The frame time log cannot be copied to %1, it stays in %2")
+                     .arg(delivery.logPath, delivery.tempLogPath));
+}
+
+void VideoRecorder::announceEnd(Delivery delivery, int durationMs)
+{
+    FFMpegQueue *const queue = ffmpegQueue;
+    FFMpegQueueNotifier *const jobs = queue->notifier();
+    const quint64 ticket = delivery.ticket;
+    auto *const watcher = new RecordingEnd;
+    watcher->tempFile = std::move(delivery.tempFile);
+    endWatchers.erase(std::remove(endWatchers.begin(), endWatchers.end(), nullptr), endWatchers.end());
+    endWatchers.emplace_back(watcher);
+
+    // All handlers run on this thread, between passes. Deleting the watcher ends its connections and pending
+    // calls.
+    const auto announce = [this, watcher, durationMs, path = delivery.path] {
+        watcher->tempFile.reset();
+        Q_EMIT recordFinished(path, durationMs);
+        delete watcher;
+    };
+    connect(queue, &FFMpegQueue::jobFinished, watcher, [jobs, ticket, announce](int jobsLeft) {
+        // An end that was told before our job was appended is none of ours.
+        if (jobsLeft == 0 && !jobs->isPending(ticket))
+            announce();
+    });
+    connect(
+        jobs, &FFMpegQueueNotifier::jobDropped, watcher, [queue, jobs, ticket, announce](quint64 dropped) {
+            // With the last job dropped no jobFinished(0) follows for those that ended before it.
+            if (dropped == ticket || (queue->jobsCount() == 0 && !jobs->isPending(ticket)))
+                announce();
+        });
+    connect(jobs, &FFMpegQueueNotifier::jobEnded, watcher,
+        [ticket, source = delivery.tempFilePath](quint64 ended, int exitCode, bool crashed) {
+            if (ended == ticket && (exitCode != 0 || crashed)) {
+                writeConsole(QStringLiteral("ffmpeg failed with exit code %1, the recording stays in %2")
+                                 .arg(exitCode)
+                                 .arg(source));
+            }
+        });
+    // The job may have come to its end before the connections stood.
+    if (!jobs->isPending(ticket))
+        QMetaObject::invokeMethod(watcher, announce, Qt::QueuedConnection);
+}

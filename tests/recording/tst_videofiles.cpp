@@ -63,8 +63,8 @@ private Q_SLOTS:
         QTest::newRow("backwards") << Intervals{{10, 5}} << 0 << QVector<int>{};
         QTest::newRow("reaches the end") << Intervals{{18, 19}} << 1 << QVector<int>{18, 19};
         QTest::newRow("reaches beyond") << Intervals{{18, 20}} << 0 << QVector<int>{};
-        QTest::newRow("overlapping, out of order, one bad")
-            << Intervals{{7, 8}, {0xFFFFFFFF, 0xFFFFFFFF}, {2, 4}, {3, 3}} << 3 << QVector<int>{7, 8, 2, 3, 4, 3};
+        QTest::newRow("overlapping, out of order, one bad") << Intervals{{7, 8}, {0xFFFFFFFF, 0xFFFFFFFF},
+            {2, 4}, {3, 3}} << 3 << QVector<int>{7, 8, 2, 3, 4, 3};
     }
 
     void cutKeepsTheNamedFramesInTheirOrder()
@@ -80,9 +80,11 @@ private Q_SLOTS:
 
     void cutRefusesWhatItCannotReadOrWrite()
     {
-        QCOMPARE(int(VideoRecorder::cutVideo(folder->filePath(QStringLiteral("none.avi")), output, {{0, 0}})), 0);
+        QCOMPARE(
+            int(VideoRecorder::cutVideo(folder->filePath(QStringLiteral("none.avi")), output, {{0, 0}})), 0);
         QVERIFY(frames::writeVideo(input, 5));
-        QCOMPARE(int(VideoRecorder::cutVideo(input, folder->filePath(QStringLiteral("no/out.avi")), {{0, 0}})), 0);
+        QCOMPARE(
+            int(VideoRecorder::cutVideo(input, folder->filePath(QStringLiteral("no/out.avi")), {{0, 0}})), 0);
         QCOMPARE(int(VideoRecorder::cutVideo(input, input, {{0, 0}})), 0);
         QCOMPARE(frames::numbersIn(input).size(), 5); // not overwritten by itself
     }

@@ -1,0 +1,345 @@
+#include "ffmpeg/ffmpegqueue.h"
+#include "recorderfixture.h"
+#include "recording/frametimelogreader.h"
+#include "support/metaface.h"
+
+// The life of a recording up to the stop request; what follows stands in tst_videorecorderfinish.
+class VideoRecorderTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() { fixture = std::make_unique<RecorderFixture>(); }
+    void cleanup() { fixture.reset(); }
+
+    void faceIsSettled()
+    {
+        QCOMPARE(metaface::ofClass(VideoRecorder::staticMetaObject),
+            (QStringList{QStringLiteral("signal recordPrepareToFinish()"),
+                QStringLiteral("signal recordFinished(QString,int)"),
+                QStringLiteral("signal recordStarted()"),
+                QStringLiteral("signal frameCountChanged(qulonglong)"),
+                QStringLiteral("slot startRecord(QString)"), QStringLiteral("slot startRecord() [cloned]"),
+                QStringLiteral("slot setFramerate(double)"), QStringLiteral("slot stopRecord(bool)"),
+                QStringLiteral("slot stopRecord() [cloned]"),
+                QStringLiteral("slot stopAndCut(VideoInterval)"), QStringLiteral("slot setFrame(cv::Mat)"),
+                QStringLiteral("slot setFrame(QImage)"), QStringLiteral("slot pauseRecord()"),
+                QStringLiteral("slot resumeRecord()"), QStringLiteral("slot sync(int)")}));
+        VideoRecorder recorder;
+        QCOMPARE(recorder.getFrameRate(), 24.0);
+        QVERIFY(VideoRecorder::ffmpegQueue && !VideoRecorder::ffmpegQueue->isRunning());
+        QVERIFY(!recorder.isRunning());
+    }
+
+    void startNeedsARateAndAPath_data()
+    {
+        QTest::addColumn<double>("rate");
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<QString>("message");
+        QTest::newRow("rate 0") << 0.0 << fixturePath()
+                                << QStringLiteral("VIDEORECORDER: Frame rate is invalid 0");
+        QTest::newRow("negative") << -5.0 << fixturePath()
+                                  << QStringLiteral("VIDEORECORDER: Frame rate is invalid -5");
+        QTest::newRow("no number") << qQNaN() << fixturePath()
+                                   << QStringLiteral("VIDEORECORDER: Frame rate is invalid nan");
+        QTest::newRow("short path") << 25.0 << QStringLiteral("ab")
+                                    << QStringLiteral("VIDEORECORDER: Filepath is not provided");
+    }
+
+    void startNeedsARateAndAPath()
+    {
+        QFETCH(double, rate);
+        QFETCH(QString, path);
+        QFETCH(QString, message);
+        VideoRecorder recorder(QString(), rate);
+        QTest::ignoreMessage(QtDebugMsg, qPrintable(message));
+        recorder.startRecord(path);
+        QVERIFY(!recorder.getIsRecording());
+        QVERIFY(recorder.isWorking()); // the thread exists all the same
+    }
+
+    void stopWhileArmedTellsNothingAndLeavesNothing()
+    {
+        QFile old(fixture->out());
+        QVERIFY(old.open(QIODevice::WriteOnly));
+        VideoRecorder recorder(QString(), 50.0);
+        QSignalSpy started(&recorder, &VideoRecorder::recordStarted);
+        QSignalSpy preparing(&recorder, &VideoRecorder::recordPrepareToFinish);
+        QSignalSpy finished(&recorder, &VideoRecorder::recordFinished);
+        recorder.startRecord(fixture->out());
+        QVERIFY(!old.exists()); // the older file goes at the start
+        QVERIFY(recorder.getIsRecording() && !recorder.getFrameSizeCalculated());
+        QCOMPARE(recorder.getTempFilePath(), fixture->inTemp("take.avi"));
+        recorder.stopRecord();
+        QTRY_COMPARE(fixture->tempEntries(), QStringList()); // the claim is let go, too
+        QCOMPARE(started.count() + preparing.count() + finished.count(), 0);
+        QVERIFY(!QFile::exists(fixture->out()));
+    }
+
+    void firstFrameLocksTheSizeAndOthersAreRefused()
+    {
+        VideoRecorder recorder(fixture->out(), 50.0);
+        recorder.setFrame(frames::numbered(99, {640, 480})); // left from before the start: never written
+        recorder.startRecord();
+        cv::Mat mine = frames::numbered(1);
+        recorder.setFrame(mine);
+        mine.setTo(cv::Scalar::all(128)); // the slot holds a copy
+        QTRY_VERIFY(recorder.getFrameCount() >= 2);
+        QCOMPARE(recorder.getFrameSize(), cv::Size(320, 240));
+        recorder.setFrame(frames::numbered(2, {640, 480}));
+        recorder.setFrame(cv::Mat());
+        const int count = recorder.getFrameCount();
+        QTRY_VERIFY(recorder.getFrameCount() >= count + 2);
+        recorder.setFrame(QImage()); // as in a format that cannot be taken over
+        finish(recorder);
+        const QVector<int> numbers = frames::numbersIn(fixture->out());
+        QCOMPARE(numbers.count(1), numbers.size());
+        const VideoRecorder::Report report = recorder.getReport();
+        QCOMPARE(report.offered, quint64(2));
+        QCOMPARE(report.refused, quint64(1));
+        QCOMPARE(report.written, quint64(numbers.size()));
+        QCOMPARE(report.repeated, quint64(numbers.size() - 1));
+    }
+
+    void everyTypeOfFrameIsWrittenOrLeftOut_data()
+    {
+        QTest::addColumn<int>("type");
+        QTest::addColumn<bool>("written");
+        QTest::newRow("grey") << CV_8UC1 << true;
+        QTest::newRow("colour") << CV_8UC3 << true;
+        QTest::newRow("alpha") << CV_8UC4 << true;
+        QTest::newRow("16 bits") << CV_16UC3 << false; // the writer would throw
+        QTest::newRow("two channels") << CV_8UC2 << false; // the writer would drop it in silence
+        QTest::newRow("float") << CV_32FC1 << false;
+    }
+
+    void everyTypeOfFrameIsWrittenOrLeftOut()
+    {
+        QFETCH(int, type);
+        QFETCH(bool, written);
+        VideoRecorder recorder(fixture->out(), 100.0);
+        QSignalSpy passes(&recorder, &VideoRecorder::frameCountChanged);
+        recorder.startRecord();
+        recorder.setFrame(cv::Mat(240, 320, type, cv::Scalar::all(0)));
+        QTRY_VERIFY(passes.count() >= 4);
+        QCOMPARE(recorder.getFrameCount() > 0, written);
+        finish(recorder);
+    }
+
+    void slowAndFastSourcesGiveOneFrameAPass()
+    {
+        VideoRecorder recorder(fixture->out(), 50.0);
+        recorder.startRecord();
+        for (int number = 1; number <= 200; ++number) {
+            recorder.setFrame(frames::numbered(number));
+            QTest::qWait(3);
+        }
+        recorder.stopRecord();
+        QTRY_VERIFY(QFile::exists(fixture->out()));
+        QTRY_VERIFY(!recorder.isSavingFile());
+        const VideoRecorder::Report report = recorder.getReport();
+        const QVector<int> numbers = frames::numbersIn(fixture->out());
+        QVERIFY(std::is_sorted(numbers.begin(), numbers.end()) && numbers.first() >= 1);
+        QCOMPARE(report.offered, quint64(200));
+        // Every frame was either written, replaced, or lies in the slot.
+        QVERIFY(report.written - report.repeated + report.overwritten >= 199);
+        QVERIFY(report.longestGapMs > 0.0 && report.measuredRateHz > 0.0);
+    }
+
+    void pauseHoldsTheFileAndResumeContinuesIt()
+    {
+        VideoRecorder recorder(QString(), 100.0);
+        QVERIFY(fixture->record(recorder, fixture->out(), 3));
+        recorder.pauseRecord();
+        QTest::qWait(50); // the pass that ran when we asked
+        const int held = recorder.getFrameCount();
+        recorder.setFrame(frames::numbered(7));
+        QTest::qWait(100);
+        QCOMPARE(recorder.getFrameCount(), held);
+        QVERIFY(recorder.getIsPaused() && recorder.getIsRecording());
+        recorder.resumeRecord();
+        QTRY_VERIFY(recorder.getFrameCount() >= held + 3);
+        const int before = recorder.getFrameCount();
+        recorder.setFramerate(200.0); // the duration follows at once, the file does not
+        QVERIFY(recorder.getDurationSeconds() >= before / 200.0
+            && recorder.getDurationSeconds() < before / 100.0 + 1.0);
+        finish(recorder);
+        const QVector<int> numbers = frames::numbersIn(fixture->out());
+        QCOMPARE(numbers.mid(0, held), QVector<int>(held, 1));
+        QCOMPARE(numbers.last(), 7);
+        cv::VideoCapture file(fixture->out().toStdString(), cv::CAP_FFMPEG);
+        QCOMPARE(file.get(cv::CAP_PROP_FPS), 100.0);
+    }
+
+    void insertedFramesComeFirstAndReplaceAWaitingBatch()
+    {
+        VideoRecorder recorder(QString(), 20.0);
+        recorder.useFrameLog = true;
+        recorder.startRecord(fixture->out());
+        recorder.insertFramesOverride({frames::numbered(50)});
+        QList<cv::Mat> batch{frames::numbered(60, {640, 480}), cv::Mat(), frames::numbered(61)};
+        recorder.insertFramesOverride(batch);
+        batch.first().setTo(cv::Scalar::all(0));
+        recorder.sync(-3); // no log yet
+        recorder.setFrame(frames::numbered(1));
+        QTRY_VERIFY(recorder.getFrameCount() >= 4);
+        recorder.sync(123456);
+        const int synced = recorder.getFrameCount();
+        QTRY_VERIFY(recorder.getFrameCount() >= synced + 2);
+        finish(recorder);
+        const QVector<int> numbers = frames::numbersIn(fixture->out());
+        QCOMPARE(numbers.mid(0, 4), (QVector<int>{60, 61, 1, 1}));
+
+        FrameTimeLogReader log;
+        QVERIFY2(log.open(fixture->out("take.log")), qPrintable(log.errorString()));
+        QCOMPARE(log.count(), numbers.size());
+        QCOMPARE(log.timeOf(0), 0);
+        QCOMPARE(log.timeOf(1), 0);
+        QVERIFY(log.timeOf(3) > 0);
+        const auto entries = log.entries();
+        QCOMPARE(
+            std::count_if(entries.begin(), entries.end(), [](const auto &e) { return e.timeMs == 123456; }),
+            1);
+    }
+
+    void writerThatCannotOpenStallsWithoutHarm()
+    {
+        VideoRecorder recorder(QString(), 50.0);
+        QSignalSpy started(&recorder, &VideoRecorder::recordStarted);
+        QSignalSpy finished(&recorder, &VideoRecorder::recordFinished);
+        recorder.startRecord(fixture->out());
+        recorder.setFrame(cv::Mat(1, 70000, CV_8UC1, cv::Scalar(0))); // no Motion-JPEG of that width
+        QTRY_COMPARE(started.count(), 1);
+        recorder.setFrame(cv::Mat(1, 70000, CV_8UC1, cv::Scalar(0)));
+        QVERIFY(fixture->consoleHas(QStringLiteral("cannot be written, nothing is recorded")));
+        recorder.stopRecord();
+        QTRY_COMPARE(finished.count(), 1);
+        QCOMPARE(recorder.getFrameCount(), 0);
+        QCOMPARE(fixture->tempEntries(), QStringList());
+    }
+
+    void temporaryNamesAreNeitherSharedNorFollowed()
+    {
+        QVERIFY(QFile::link(fixture->out("precious"), fixture->inTemp("take.avi")));
+        VideoRecorder first(QString(), 50.0);
+        QVERIFY(fixture->record(first, fixture->out(), 2, 1));
+        QCOMPARE(first.getTempFilePath(), fixture->inTemp("take_2.avi"));
+        QVERIFY(!QFile::exists(fixture->out("precious")));
+
+        VideoRecorder second(QString(), 50.0); // same name, other folder
+        QVERIFY(fixture->record(second, fixture->out("other/take.avi"), 2, 2));
+        QCOMPARE(second.getTempFilePath(), fixture->inTemp("take_3.avi"));
+        finish(first);
+        finish(second);
+        QCOMPARE(frames::numbersIn(fixture->out()).value(1), 1);
+        QCOMPARE(frames::numbersIn(fixture->out("other/take.avi")).value(1), 2);
+        QCOMPARE(fixture->tempEntries(), QStringList{QStringLiteral("take.avi")});
+    }
+
+    void videoOfACrashedProgramIsMovedAside()
+    {
+        const auto leave = [&](const char *name, const QByteArray &bytes) {
+            QFile file(fixture->inTemp(name));
+            return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+        };
+        QVERIFY(frames::writeVideo(fixture->inTemp("take.avi"), 9, 25.0, {320, 240}, 400));
+        QVERIFY(leave("take.log", "log"));
+        QVERIFY(leave("take_aside1.log", "older"));
+        VideoRecorder recorder(QString(), 50.0);
+        recorder.startRecord(fixture->out());
+        QTest::qWait(20);
+        QVERIFY(leave("take.wav", "sound of the new recording"));
+        recorder.setFrame(frames::numbered(1));
+        QTRY_VERIFY(recorder.getFrameCount() >= 2);
+        QCOMPARE(frames::numbersIn(fixture->inTemp("take_aside2.avi")).value(8), 408);
+        QVERIFY(QFile::exists(fixture->inTemp("take_aside2.log")));
+        QVERIFY(QFile::exists(fixture->inTemp("take.wav")));
+        QVERIFY(fixture->consoleHas(fixture->inTemp("take_aside2.avi")));
+        finish(recorder);
+        QVERIFY(frames::numbersIn(fixture->out()).size() >= 2);
+    }
+
+    void suffixThatCannotHoldTheVideoGrowsAsAvi()
+    {
+        VideoRecorder recorder(QString(), 50.0);
+        QVERIFY(fixture->record(recorder, fixture->out("take.ts"), 2));
+        QCOMPARE(recorder.getTempFilePath(), fixture->inTemp("take.avi"));
+        finish(recorder);
+        QVERIFY(frames::numbersIn(fixture->out("take.ts")).size() >= 2);
+    }
+
+    void folderThatCannotBeWrittenIsReplacedByAnOwnOne()
+    {
+        QFile file(fixture->out("file"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        VideoRecorder::setTempFolder(fixture->out("file/Temp"));
+        QCOMPARE(VideoRecorder::tempFolder(), fixture->out("file/Temp/"));
+        VideoRecorder recorder(QString(), 50.0);
+        QVERIFY(fixture->record(recorder, fixture->out(), 2));
+        const QFileInfo used(QFileInfo(recorder.getTempFilePath()).path());
+        QVERIFY(used.filePath().startsWith(QDir::tempPath()));
+        QVERIFY(!(used.permissions()
+            & (QFile::ReadGroup | QFile::ReadOther | QFile::WriteGroup | QFile::WriteOther)));
+        QVERIFY(fixture->consoleHas(QStringLiteral("cannot be written, recordings grow in")));
+        finish(recorder);
+        QVERIFY(QFile::exists(fixture->out()));
+        VideoRecorder::setTempFolder(QString());
+        QCOMPARE(VideoRecorder::tempFolder(), QDir::root().absolutePath() + QStringLiteral("Temp/"));
+    }
+
+    void recordingThatWasNotStoppedKeepsItsVideo()
+    {
+        {
+            VideoRecorder recorder(QString(), 50.0);
+            QVERIFY(fixture->record(recorder, fixture->out(), 3));
+        }
+        QVERIFY(!QFile::exists(fixture->out()));
+        QVERIFY(frames::numbersIn(fixture->inTemp("take.avi")).size() >= 3);
+        QVERIFY(fixture->consoleHas(QStringLiteral("was not stopped, its video stays in")));
+    }
+
+    void framesFromSeveralThreadsAreNeverTorn()
+    {
+        VideoRecorder recorder(QString(), 200.0);
+        recorder.startRecord(fixture->out());
+        std::atomic<bool> go{true};
+        std::vector<std::unique_ptr<QThread>> sources;
+        for (int number : {1, 2, 3}) {
+            sources.emplace_back(QThread::create([&recorder, &go, number] {
+                cv::Mat own = frames::numbered(number);
+                while (go) {
+                    recorder.setFrame(own);
+                    recorder.insertFramesOverride({own});
+                    own.setTo(cv::Scalar::all(0));
+                    own = frames::numbered(number);
+                }
+            }));
+            sources.back()->start();
+        }
+        QTRY_VERIFY(recorder.getFrameCount() >= 100);
+        go = false;
+        for (const auto &source : sources)
+            source->wait();
+        finish(recorder);
+        for (int number : frames::numbersIn(fixture->out()))
+            QVERIFY(number >= 1 && number <= 3);
+    }
+
+private:
+    static QString fixturePath()
+    {
+        return QDir::temp().filePath(QStringLiteral("vt-recorder-never-made.avi"));
+    }
+
+    static void finish(VideoRecorder &recorder)
+    {
+        QSignalSpy finished(&recorder, &VideoRecorder::recordFinished);
+        recorder.stopRecord();
+        QTRY_COMPARE_WITH_TIMEOUT(finished.count(), 1, 20'000);
+    }
+
+    std::unique_ptr<RecorderFixture> fixture;
+};
+
+QTEST_GUILESS_MAIN(VideoRecorderTest)
+#include "tst_videorecorder.moc"

@@ -1,0 +1,3 @@
+#include "baselib/abstractmetadescriptor.h"
+
+AbstractMetaDescriptor::~AbstractMetaDescriptor() = default;

@@ -1,0 +1,5 @@
+#include "baselib/abstractsettings.h"
+
+AbstractSettings::AbstractSettings(QObject *parent) : QObject(parent) { }
+
+AbstractSettings::~AbstractSettings() = default;

@@ -1,0 +1,404 @@
+#include "ffmpeg/ffmpegqueue.h"
+#include "recorderfixture.h"
+#include "recording/frametimelogreader.h"
+
+#include <QStorageInfo>
+
+#ifdef Q_OS_LINUX
+#include <sys/mount.h>
+#endif
+
+namespace {
+
+enum class Delivery
+{
+    Copy,
+    Ffmpeg
+};
+
+QString sine(const QString &path)
+{
+    QProcess ffmpeg;
+    ffmpeg.start(QStringLiteral("ffmpeg"),
+        {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-f"), QStringLiteral("lavfi"),
+            QStringLiteral("-i"), QStringLiteral("sine=duration=0.5"), path});
+    ffmpeg.waitForFinished();
+    return QString::fromLocal8Bit(ffmpeg.readAllStandardError());
+}
+
+QByteArray streamsOf(const QString &path)
+{
+    QProcess probe;
+    probe.start(QStringLiteral("ffprobe"),
+        {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
+            QStringLiteral("stream=codec_type"), QStringLiteral("-of"), QStringLiteral("csv=p=0"), path});
+    probe.waitForFinished();
+    return probe.readAllStandardOutput().simplified();
+}
+
+// Changes a variable of the environment for the life of the object.
+class EnvironmentChange
+{
+public:
+    EnvironmentChange(const char *name, const QByteArray &value) : name(name), former(qgetenv(name))
+    {
+        qputenv(name, value);
+    }
+    ~EnvironmentChange() { qputenv(name, former); }
+
+private:
+    const char *name;
+    QByteArray former;
+};
+
+#ifdef Q_OS_LINUX
+int entriesOf(const char *folder)
+{
+    return QDir(QLatin1String(folder))
+        .entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System)
+        .size();
+}
+#endif
+
+} // namespace
+
+Q_DECLARE_METATYPE(Delivery)
+
+// From the stop request to recordFinished(), by plain copy and through the real ffmpeg.
+class VideoRecorderFinishTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        if (QStandardPaths::findExecutable(QStringLiteral("ffmpeg")).isEmpty())
+            QSKIP("ffmpeg is not installed");
+    }
+    void init() { fixture = std::make_unique<RecorderFixture>(); }
+    void cleanup() { fixture.reset(); }
+
+    void discardedRecordingLeavesNothing()
+    {
+        VideoRecorder recorder(QString(), 50.0);
+        recorder.useFrameLog = true;
+        QVERIFY(fixture->record(recorder, fixture->out()));
+        recorder.stopRecord(true);
+        QVERIFY(finished(recorder));
+        QCOMPARE(fixture->tempEntries(), QStringList());
+        QVERIFY(QDir(fixture->folder.path()).isEmpty());
+        QVERIFY(fixture->consoleHas(QStringLiteral("Record removed")));
+    }
+
+    void videoAndLogArriveAndAreAnnouncedOnceByTheWorker_data()
+    {
+        QTest::addColumn<Delivery>("delivery");
+        QTest::newRow("copy") << Delivery::Copy;
+        QTest::newRow("ffmpeg") << Delivery::Ffmpeg;
+    }
+
+    void videoAndLogArriveAndAreAnnouncedOnceByTheWorker()
+    {
+        QFETCH(Delivery, delivery);
+        VideoRecorder::UseFFMPEGOptimization = delivery == Delivery::Ffmpeg;
+        VideoRecorder recorder(QString(), 50.0);
+        recorder.useFrameLog = true;
+        QFile oldLog(fixture->out("take.log"));
+        QVERIFY(oldLog.open(QIODevice::WriteOnly));
+        QThread *thread = nullptr;
+        connect(
+            &recorder, &VideoRecorder::recordFinished, &recorder, [&] { thread = QThread::currentThread(); },
+            Qt::DirectConnection);
+        bool existed = false;
+        bool saving = true;
+        connect(
+            &recorder, &VideoRecorder::recordFinished, &recorder,
+            [&](const QString &file) {
+                existed = QFile::exists(file);
+                saving = recorder.isSavingFile();
+            },
+            Qt::DirectConnection);
+        QVERIFY(fixture->record(recorder, fixture->out()));
+        recorder.stopRecord();
+        QVERIFY(!recorder.getIsRecording());
+        const QList<QVariant> told = finished(recorder).value_or(QList<QVariant>());
+        QCOMPARE(told.value(0).toString(), fixture->out());
+        QVERIFY(existed && !saving);
+        QCOMPARE(thread, &recorder);
+        const int frameCount = frames::numbersIn(fixture->out()).size();
+        QCOMPARE(told.value(1).toInt(), frameCount * 20);
+        FrameTimeLogReader log;
+        QVERIFY(log.open(fixture->out("take.log")));
+        QCOMPARE(log.count(), frameCount);
+        QCOMPARE(fixture->tempEntries(), QStringList());
+        QCOMPARE(recorder.getFrameCount(), 0);
+    }
+
+    void cutKeepsWhatItCan_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<VideoInterval>("interval");
+        QTest::addColumn<int>("kept"); // -1: all
+        QTest::newRow("middle") << QStringLiteral("take.avi") << VideoInterval(1, 3) << 3;
+        QTest::newRow("folder and name with .avi twice")
+            << QStringLiteral("a.avi.d/take.avi.avi") << VideoInterval(0, 0) << 1;
+        QTest::newRow("no .avi in the name") << QStringLiteral("take.mkv") << VideoInterval(1, 2) << 2;
+        QTest::newRow("backwards") << QStringLiteral("take.avi") << VideoInterval(3, 1) << -1;
+        QTest::newRow("beyond the end") << QStringLiteral("take.avi") << VideoInterval(2, 1'000'000) << -1;
+    }
+
+    void cutKeepsWhatItCan()
+    {
+        QFETCH(QString, name);
+        QFETCH(VideoInterval, interval);
+        QFETCH(int, kept);
+        const QString path = fixture->folder.filePath(name);
+        VideoRecorder recorder(QString(), 50.0);
+        QVERIFY(fixture->record(recorder, path, 6));
+        recorder.stopAndCut(interval);
+        QCOMPARE(recorder.getDurationSeconds(), 0.0);
+        const QList<QVariant> told = finished(recorder).value_or(QList<QVariant>{-1, -1});
+        QCOMPARE(told.value(1).toInt(), 0);
+        const int found = frames::numbersIn(path).size();
+        QVERIFY2(kept < 0 ? found >= 6 : found == kept, qPrintable(QString::number(found)));
+        QCOMPARE(fixture->tempEntries(), QStringList());
+    }
+
+    void destinationInTheTemporaryFolderStaysInPlace()
+    {
+        VideoRecorder::UseFFMPEGOptimization = true;
+        VideoRecorder recorder(QString(), 50.0);
+        QVERIFY(fixture->record(recorder, fixture->inTemp("take.avi")));
+        recorder.stopRecord();
+        QVERIFY(finished(recorder));
+        QCOMPARE(fixture->tempEntries(), QStringList{QStringLiteral("take.avi")});
+        QVERIFY(frames::numbersIn(fixture->inTemp("take.avi")).size() >= 5);
+    }
+
+    void soundBesideTheVideoIsJoined()
+    {
+        VideoRecorder::UseFFMPEGOptimization = true;
+        VideoRecorder recorder(QString(), 50.0);
+        QVERIFY(fixture->record(recorder, fixture->out(), 25));
+        QCOMPARE(sine(fixture->inTemp("take.wav")), QString());
+        recorder.stopRecord();
+        QVERIFY(finished(recorder));
+        QCOMPARE(streamsOf(fixture->out()), QByteArray("video audio"));
+        QCOMPARE(fixture->tempEntries(), QStringList());
+    }
+
+    void whatCannotBeDeliveredStaysAndIsAnnounced_data()
+    {
+        QTest::addColumn<Delivery>("delivery");
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<QString>("line");
+        QTest::newRow("copy, folder gone")
+            << Delivery::Copy << QStringLiteral("folder") << QStringLiteral("cannot be copied to");
+        QTest::newRow("copy, video gone")
+            << Delivery::Copy << QStringLiteral("video") << QStringLiteral("gone or empty");
+        QTest::newRow("ffmpeg, folder gone")
+            << Delivery::Ffmpeg << QStringLiteral("folder") << QStringLiteral("ffmpeg failed");
+        QTest::newRow("ffmpeg, video gone")
+            << Delivery::Ffmpeg << QStringLiteral("video") << QStringLiteral("gone or empty");
+        QTest::newRow("ffmpeg missing")
+            << Delivery::Ffmpeg << QStringLiteral("program") << QStringLiteral("ffmpeg failed");
+        QTest::newRow("ffmpeg killed")
+            << Delivery::Ffmpeg << QStringLiteral("kill") << QStringLiteral("ffmpeg failed");
+    }
+
+    void whatCannotBeDeliveredStaysAndIsAnnounced()
+    {
+        QFETCH(Delivery, delivery);
+        QFETCH(QString, fault);
+        QFETCH(QString, line);
+        VideoRecorder::UseFFMPEGOptimization = delivery == Delivery::Ffmpeg;
+        QTemporaryDir programs;
+        std::optional<EnvironmentChange> path;
+        if (fault == QStringLiteral("program")) {
+            path.emplace("PATH", QFile::encodeName(programs.path()));
+        } else if (fault == QStringLiteral("kill")) {
+            // Stands for an ffmpeg that somebody kills in the middle of its work.
+            QFile script(programs.filePath(QStringLiteral("ffmpeg")));
+            QVERIFY(script.open(QIODevice::WriteOnly));
+            script.write("#!/bin/sh\necho half > \"$3\"\nkill -9 $$\n");
+            script.close();
+            script.setPermissions(QFile::ReadOwner | QFile::ExeOwner);
+            path.emplace("PATH", QFile::encodeName(programs.path()) + ':' + qgetenv("PATH"));
+        }
+        VideoRecorder recorder(QString(), 50.0);
+        const QString target = fixture->out("sub/take.avi");
+        QVERIFY(fixture->record(recorder, target));
+        if (fault == QStringLiteral("folder"))
+            QVERIFY(QDir(fixture->out("sub")).removeRecursively());
+        if (fault == QStringLiteral("video"))
+            QVERIFY(QFile::remove(recorder.getTempFilePath()));
+        recorder.stopRecord();
+        QVERIFY(finished(recorder));
+        const bool kept = frames::numbersIn(fixture->inTemp("take.avi")).size() >= 5;
+        QCOMPARE(kept, fault != QStringLiteral("video"));
+        QTRY_VERIFY(fixture->consoleHas(line));
+        if (kept)
+            QVERIFY(fixture->consoleHas(fixture->inTemp("take.avi")));
+
+        // And the recorder goes on: the next one of the name keeps the old video beside it.
+        path.reset();
+        QVERIFY(fixture->record(recorder, target, 5, 2));
+        recorder.stopRecord();
+        QVERIFY(finished(recorder));
+        QCOMPARE(frames::numbersIn(target).value(0), 2);
+        QCOMPARE(frames::numbersIn(fixture->inTemp("take_aside1.avi")).value(0, 1), 1);
+    }
+
+    void fullDiskLosesNothingThatWasWritten()
+    {
+#ifdef Q_OS_LINUX
+        const QByteArray disk = QFile::encodeName(fixture->inTemp("disk"));
+        QVERIFY(QDir().mkdir(fixture->inTemp("disk")));
+        if (mount("tmpfs", disk.constData(), "tmpfs", 0, "size=600k") != 0)
+            QSKIP("a small file system cannot be mounted here (needs root)");
+        VideoRecorder::setTempFolder(fixture->inTemp("disk"));
+        VideoRecorder recorder(QString(), 100.0);
+        cv::Mat noise(480, 640, CV_8UC3);
+        cv::randu(noise, 0, 255);
+        recorder.startRecord(fixture->out());
+        recorder.setFrame(noise);
+        const bool filled = QTest::qWaitFor(
+            [&] { return QStorageInfo(fixture->inTemp("disk")).bytesAvailable() == 0; }, 20'000);
+        recorder.stopRecord();
+        const bool ended = finished(recorder).has_value();
+        const QVector<int> kept = frames::numbersIn(fixture->out());
+        VideoRecorder::setTempFolder(fixture->temp.path());
+        umount2(disk.constData(), MNT_DETACH);
+        QVERIFY(filled && ended);
+        QVERIFY(!kept.isEmpty());
+        QVERIFY(fixture->consoleHas(QStringLiteral("is not whole (disk full?)")));
+#else
+        QSKIP("needs a file system of a chosen size");
+#endif
+    }
+
+    void startBeforeTheFinishLosesNeitherRecording_data()
+    {
+        QTest::addColumn<bool>("removeFirst");
+        QTest::newRow("both kept") << false;
+        QTest::newRow("first discarded") << true;
+    }
+
+    void startBeforeTheFinishLosesNeitherRecording()
+    {
+        QFETCH(bool, removeFirst);
+        VideoRecorder recorder(QString(), 50.0);
+        QSignalSpy ends(&recorder, &VideoRecorder::recordFinished);
+        for (int round = 0; round < 10; ++round) {
+            QVERIFY(fixture->record(recorder, fixture->out("first.avi"), 5, 1));
+            recorder.stopRecord(removeFirst);
+            recorder.startRecord(fixture->out("second.avi"));
+            recorder.setFrame(frames::numbered(2, {640, 480}));
+            QTRY_VERIFY(recorder.getFrameCount() >= 3);
+            recorder.stopRecord();
+            QTRY_COMPARE(ends.count(), 2 * (round + 1));
+            QCOMPARE(ends[2 * round][0].toString(), fixture->out("first.avi"));
+            if (!removeFirst) {
+                QVERIFY(ends[2 * round][1].toInt() >= 5 * 20);
+                QCOMPARE(frames::numbersIn(fixture->out("first.avi")).value(0), 1);
+            }
+            QCOMPARE(QFile::exists(fixture->out("first.avi")), !removeFirst);
+            QCOMPARE(frames::numbersIn(fixture->out("second.avi")).value(0), 2);
+            QCOMPARE(fixture->tempEntries(), QStringList());
+        }
+    }
+
+    void queuedRecordingsArriveInOrderAndReportTogether()
+    {
+        VideoRecorder::UseFFMPEGOptimization = true;
+        // Each job takes the queue a second, so the hundred that were promised run on demand.
+        const int wanted = qEnvironmentVariableIntValue("VTCV_QUEUED_RECORDINGS");
+        const int count = wanted > 0 ? wanted : 4;
+        QStringList order;
+        QMutex orderMutex;
+        const auto watch = connect(
+            VideoRecorder::ffmpegQueue, &FFMpegQueue::jobFileFinished, this,
+            [&](const QString &path) {
+                const QMutexLocker locker(&orderMutex);
+                order << path;
+            },
+            Qt::DirectConnection);
+        QStringList expected;
+        std::vector<std::unique_ptr<VideoRecorder>> recorders;
+        std::atomic<int> ended{0};
+        for (int i = 0; i < count; ++i) {
+            recorders.push_back(std::make_unique<VideoRecorder>(QString(), 100.0));
+            VideoRecorder &recorder = *recorders.back();
+            connect(
+                &recorder, &VideoRecorder::recordFinished, this, [&] { ++ended; }, Qt::DirectConnection);
+            // All have one name, in a folder each.
+            expected << fixture->out("sub") + QStringLiteral("%1/take.avi").arg(i);
+            QVERIFY(fixture->record(recorder, expected.last(), 2, i + 1));
+            recorder.stopRecord();
+            QTRY_VERIFY(recorder.getFrameCount() == 0 && !recorder.isSavingFile());
+        }
+        // The last one starts nothing; those before it must not wait for it for ever.
+        VideoRecorder gone(QString(), 100.0);
+        connect(
+            &gone, &VideoRecorder::recordFinished, this, [&] { ++ended; }, Qt::DirectConnection);
+        QVERIFY(fixture->record(gone, fixture->out("gone.avi"), 2));
+        QVERIFY(QFile::remove(gone.getTempFilePath()));
+        gone.stopRecord();
+        QTRY_COMPARE_WITH_TIMEOUT(ended.load(), count + 1, 5'000 + count * 3'000);
+        disconnect(watch);
+        QCOMPARE(order, expected);
+        for (int i = 0; i < count; ++i)
+            QCOMPARE(frames::numbersIn(expected[i]).value(0), i + 1);
+        QTRY_COMPARE(fixture->tempEntries(), QStringList());
+    }
+
+    void twoHundredCyclesLeaveNothingBehind()
+    {
+#ifdef Q_OS_LINUX
+        int threads = 0;
+        int handles = 0;
+        for (int cycle = 0; cycle < 201; ++cycle) {
+            if (cycle == 1) { // what libraries keep after their first use is not ours
+                threads = entriesOf("/proc/self/task");
+                handles = entriesOf("/proc/self/fd");
+            }
+            VideoRecorder recorder(fixture->out(), 500.0);
+            recorder.useFrameLog = cycle % 2;
+            recorder.startRecord();
+            if (cycle % 5)
+                recorder.setFrame(frames::numbered(cycle));
+            if (cycle % 3) {
+                QSignalSpy ends(&recorder, &VideoRecorder::recordFinished);
+                QTRY_VERIFY(cycle % 5 == 0 || recorder.getFrameCount() > 0);
+                recorder.stopRecord(cycle % 2);
+                QTRY_COMPARE(ends.count(), cycle % 5 ? 1 : 0);
+            }
+            QFile::remove(fixture->out());
+        }
+        QTRY_VERIFY(entriesOf("/proc/self/task") <= threads);
+        QVERIFY(entriesOf("/proc/self/fd") <= handles);
+        for (const QString &name :
+            fixture->tempEntries()) // recordings that were not stopped keep their video
+            QVERIFY2(name.startsWith(QStringLiteral("take")) && !name.endsWith(QStringLiteral(".lock")),
+                qPrintable(name));
+#else
+        QSKIP("counts threads and handles through /proc");
+#endif
+    }
+
+private:
+    // The arguments of the one recordFinished() that follows, if it comes, and comes once.
+    static std::optional<QList<QVariant>> finished(VideoRecorder &recorder)
+    {
+        QSignalSpy spy(&recorder, &VideoRecorder::recordFinished);
+        if (!spy.wait(20'000))
+            return std::nullopt;
+        QTest::qWait(50);
+        return spy.count() == 1 ? std::optional(spy.first()) : std::nullopt;
+    }
+
+    std::unique_ptr<RecorderFixture> fixture;
+};
+
+QTEST_GUILESS_MAIN(VideoRecorderFinishTest)
+#include "tst_videorecorderfinish.moc"

@@ -1,0 +1,55 @@
+#include "cameras/imagecvmatholder.h"
+
+#include <QMutexLocker>
+
+#include <memory>
+
+namespace {
+
+void releaseFrame(void *header)
+{
+    delete static_cast<cv::Mat *>(header);
+}
+
+} // namespace
+
+ImageCvMatHolder::ImageCvMatHolder(QObject *parent) : ImageHolder(parent)
+{
+    qRegisterMetaType<cv::Mat>("cv::Mat");
+}
+
+void ImageCvMatHolder::setEmptyImage(QColor color)
+{
+    ImageHolder::setEmptyImage(color);
+    setFrame(QImageToCvMat(ImageHolder::getImage(), true));
+}
+
+QImage ImageCvMatHolder::getImage()
+{
+    auto held = std::make_unique<cv::Mat>(getFrame());
+    const QImage image = cvMatToQImage(*held, false);
+    if (image.isNull() || image.constBits() != held->data)
+        return image;
+    // Wrapped. A viewer paints the image after the next frame has come, so the image takes a reference along.
+    uchar *pixels = held->data;
+    return QImage(pixels, image.width(), image.height(), image.bytesPerLine(), image.format(), releaseFrame,
+        held.release());
+}
+
+void ImageCvMatHolder::setFrame(const cv::Mat &frame)
+{
+    {
+        cv::Mat next = frame;
+        const QMutexLocker lock(&frameMutex);
+        if (&frame != &this->frame)
+            cv::swap(this->frame, next);
+    } // the former frame goes after the lock: freeing its pixels can take a while
+    Q_EMIT frameChanged(getFrame());
+    Q_EMIT imageChanged();
+}
+
+cv::Mat ImageCvMatHolder::getFrame()
+{
+    const QMutexLocker lock(&frameMutex);
+    return frame;
+}

@@ -1,7 +1,7 @@
 # cmake -D SOURCE=... -D PREFIX=... -D WORK=... -D GENERATOR=... -D COMPILER=... [-D FLAGS=...] -P external.cmake
 # Builds the library on the installed base layer as on a host's own. Nothing of src/baselib may be looked at then.
 file(REMOVE_RECURSE ${WORK})
-file(COPY ${SOURCE}/src ${SOURCE}/cmake ${SOURCE}/CMakeLists.txt DESTINATION ${WORK}/source)
+file(COPY ${SOURCE}/src ${SOURCE}/cmake ${SOURCE}/docs ${SOURCE}/CMakeLists.txt DESTINATION ${WORK}/source)
 file(GLOB headers ${WORK}/source/src/baselib/*.h)
 foreach(header IN LISTS headers)
     file(WRITE ${header} "#error this header belongs to the base layer that is not used\n")

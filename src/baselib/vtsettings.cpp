@@ -18,6 +18,7 @@
 #include <QXmlStreamWriter>
 
 #include <algorithm>
+#include <optional>
 
 namespace {
 
@@ -73,15 +74,21 @@ int enumNumber(const QVariant &value)
                                                               : 0;
 }
 
-QString enumText(const QMetaEnum &metaEnum, int number)
+bool isKnown(const QMetaEnum &metaEnum, int number)
 {
+    bool ok = false;
+    if (!metaEnum.isFlag())
+        return metaEnum.valueToKey(number);
+    return number == 0 || (metaEnum.keysToValue(metaEnum.valueToKeys(number), &ok) == number && ok);
+}
+
+QVariant enumText(const QMetaEnum &metaEnum, int number)
+{
+    if (!isKnown(metaEnum, number))
+        return {};
     const QByteArray keys =
         metaEnum.isFlag() ? metaEnum.valueToKeys(number) : QByteArray(metaEnum.valueToKey(number));
-    bool known = false;
-    const bool exact = !keys.isEmpty()
-        && (metaEnum.isFlag() ? metaEnum.keysToValue(keys, &known) : metaEnum.keyToValue(keys, &known))
-            == number;
-    return known && exact ? QString::fromLatin1(keys) : QString::number(number);
+    return QString::fromLatin1(keys.isEmpty() ? "0" : keys);
 }
 
 QVariant enumValue(const QMetaEnum &metaEnum, const QString &text)
@@ -91,13 +98,19 @@ QVariant enumValue(const QMetaEnum &metaEnum, const QString &text)
     int number = key.toInt(&ok);
     if (!ok)
         number = metaEnum.isFlag() ? metaEnum.keysToValue(key, &ok) : metaEnum.keyToValue(key, &ok);
-    return ok ? QVariant(number) : QVariant();
+    // A number without a key is no value of the type, and code that switches on it may not expect it.
+    return ok && isKnown(metaEnum, number) ? QVariant(number) : QVariant();
 }
 
-QVariant valueToStore(const QMetaProperty &property, const QObject *settings)
+// What the file is to hold; nothing for a value that it cannot.
+std::optional<QVariant> valueToStore(const QMetaProperty &property, const QObject *settings)
 {
-    const QVariant value = property.read(settings);
-    return property.isEnumType() ? enumText(property.enumerator(), enumNumber(value)) : value;
+    QVariant value = property.read(settings);
+    if (property.isEnumType()) {
+        value = enumText(property.enumerator(), enumNumber(value));
+        return value.isValid() ? std::optional(value) : std::nullopt;
+    }
+    return SettingsValue::canWrite(value) ? std::optional(value) : std::nullopt;
 }
 
 QVariant storedValue(const QMetaProperty &property, QXmlStreamReader &xml)
@@ -332,12 +345,12 @@ bool VTSettings::writeChanges(QString *reason)
         const QString name = QString::fromLatin1(property.name());
         if (!storedProperty(name).isValid())
             return;
-        const QVariant value = valueToStore(property, this);
-        if (SettingsValue::canWrite(value))
+        const std::optional<QVariant> value = valueToStore(property, this);
+        if (value)
             properties.append(
-                {name, value, property.userType() == QMetaType::QVariant, unsaved.contains(name)});
+                {name, *value, property.userType() == QMetaType::QVariant, unsaved.contains(name)});
         else if (unsaved.contains(name))
-            tell(tr("cannot hold %1").arg(name), tr("nothing turns its type into text"));
+            tell(tr("cannot hold the value of %1").arg(name), {});
     });
 
     const QString target = SettingsFile::resolved(path);

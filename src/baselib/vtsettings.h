@@ -45,7 +45,8 @@ enum class VTSettingsFormat
  *
  * - `bool`, numbers (`double` to the last bit), `QString`, `QColor`, `QDate`, `QTime`, `QDateTime`, `QUrl`
  *   and all else that QVariant turns into text and back: that text.
- * - Enumerations that the meta-object knows: their key, flags as `A|B`. A value without a key: its number.
+ * - Enumerations that the meta-object knows: their key, flags as `A|B`. The number of a key is read as
+ *   well; a value without a key can neither be kept nor read.
  * - `QPoint`, `QSize`, `QRect` and their floating forms: their numbers with commas between, a rectangle as
  *   x, y, width, height.
  * - `QStringList`, `QVariantList`, `QVariantMap`, `QVariantHash`: one `item` element an entry, with the
@@ -53,8 +54,10 @@ enum class VTSettingsFormat
  * - Text with characters that XML cannot hold: `encoding="escaped"`, with `\uXXXX` for these and `\\` for a
  *   backslash.
  * - Everything else, and each value that its text would not give back exactly: `encoding="base64"`, being the
- *   bytes of a `QByteArray`, or what QMetaType::save() writes into a QDataStream of version Qt_5_12. A type
- *   without stream operators cannot be kept and gives a console line.
+ *   bytes of a `QByteArray`, or what QMetaType::save() writes into a QDataStream of version Qt_5_12. A value
+ *   of a type without stream operators cannot be kept.
+ *
+ * A value that cannot be kept costs a console line.
  *
  * A write reads the file again and replaces the elements of changed properties only; it adds those that are
  * missing. Everything else in the file stays: elements of other versions and of other classes, nested ones

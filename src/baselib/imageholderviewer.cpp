@@ -81,9 +81,12 @@ void ImageHolderViewer::pictureChanged()
 void ImageHolderViewer::showChangedPicture()
 {
     showIsDue = false;
-    // Otherwise the paint event that makes it visible fetches the picture.
-    if (stale && canBeSeen())
+    if (!stale)
+        return;
+    if (canBeSeen())
         update(fetchPicture(devicePixelRatioF()));
+    else
+        update(); // the paint event that comes when it can be seen again fetches the picture
 }
 
 bool ImageHolderViewer::canBeSeen() const

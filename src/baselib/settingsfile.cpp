@@ -18,7 +18,7 @@
 
 namespace {
 
-constexpr qint64 maxBytes = 16 * 1024 * 1024;
+constexpr qint64 maxBytes = 16'777'216;
 constexpr int maxDepth = 100;
 constexpr int maxAttributes = 100;
 constexpr int maxLinks = 40;
@@ -101,7 +101,7 @@ QString costlyMarkup(const QByteArray &bytes)
 // Why the document is not a settings file; null if it is one.
 QString faultOf(const QByteArray &bytes)
 {
-    const QString fault = costlyMarkup(bytes);
+    QString fault = costlyMarkup(bytes);
     if (!fault.isNull())
         return fault;
     QXmlStreamReader xml(bytes);
@@ -126,13 +126,28 @@ QString faultOf(const QByteArray &bytes)
     return xml.hasError() ? Text::tr("line %1: %2").arg(xml.lineNumber()).arg(xml.errorString()) : QString();
 }
 
+// Gives the path of a complete file with the content, or nothing.
+QString writeTemporary(const QString &folder, const QByteArray &bytes, QString *reason)
+{
+    // Unlike QSaveFile it is closed to others from its first moment on, and a name of its own leaves the file
+    // all the length that the file system grants.
+    QTemporaryFile file(folder + QLatin1String("/settings.XXXXXX"));
+    // Small content waits in a buffer, so only the flush tells whether the disk has taken it.
+    if (!file.open() || file.write(bytes) != bytes.size() || !file.flush() || !syncToDisk(file)) {
+        *reason = file.error() != QFile::NoError ? file.errorString() : Text::tr("it cannot be stored");
+        return {};
+    }
+    file.setAutoRemove(false);
+    return file.fileName();
+}
+
 bool sameContent(const QString &path, const QString &other)
 {
     QFile first(path);
     QFile second(other);
     if (!first.open(QFile::ReadOnly) || !second.open(QFile::ReadOnly) || first.size() != second.size())
         return false;
-    constexpr qint64 block = 1024 * 1024;
+    constexpr qint64 block = 1'048'576;
     while (!first.atEnd()) {
         const QByteArray bytes = first.read(block);
         if (bytes.isEmpty() || bytes != second.read(block))
@@ -226,24 +241,16 @@ bool SettingsFile::replace(const QString &path, const QByteArray &bytes, QString
         *reason = Text::tr("it is write-protected");
         return false;
     }
-    // Unlike QSaveFile it is closed to others from its first moment on, and a name of its own leaves the file
-    // all the length that the file system grants.
-    QTemporaryFile file(target.path() + QLatin1String("/settings.XXXXXX"));
-    // Small content waits in a buffer, so only the flush tells whether the disk has taken it.
-    if (!file.open() || file.write(bytes) != bytes.size() || !file.flush() || !syncToDisk(file)) {
-        *reason = file.error() != QFile::NoError ? file.errorString() : Text::tr("it cannot be stored");
+    const QString temporary = writeTemporary(target.path(), bytes, reason);
+    if (temporary.isEmpty())
         return false;
-    }
-    const QString temporary = file.fileName();
-    file.close();
     std::error_code failed;
     std::filesystem::rename(native(temporary), native(path), failed);
-    if (failed) {
-        *reason = QString::fromLocal8Bit(failed.message().c_str());
-        return false;
-    }
-    file.setAutoRemove(false);
-    return true;
+    if (!failed)
+        return true;
+    *reason = QString::fromLocal8Bit(failed.message().c_str());
+    QFile::remove(temporary);
+    return false;
 }
 
 bool SettingsFile::keepBroken(const QString &path, QString *reason)

@@ -20,12 +20,18 @@ namespace {
 
 constexpr int maxDepth = 50; // of lists in lists; the reader of the file takes twice as many elements
 
-constexpr QLatin1String itemElement("item");
-constexpr QLatin1String typeAttribute("type");
-constexpr QLatin1String keyAttribute("key");
-constexpr QLatin1String encodingAttribute("encoding");
-constexpr QLatin1String escaped("escaped");
-constexpr QLatin1String base64("base64");
+// Its length, unlike that of QLatin1String's own constructor, is known to every compiler in time.
+template <int size> constexpr QLatin1String latin1(const char (&text)[size])
+{
+    return QLatin1String(text, size - 1);
+}
+
+constexpr QLatin1String itemElement = latin1("item");
+constexpr QLatin1String typeAttribute = latin1("type");
+constexpr QLatin1String keyAttribute = latin1("key");
+constexpr QLatin1String encodingAttribute = latin1("encoding");
+constexpr QLatin1String escaped = latin1("escaped");
+constexpr QLatin1String base64 = latin1("base64");
 
 struct Leaf
 {

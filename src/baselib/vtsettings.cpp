@@ -296,19 +296,16 @@ void VTSettings::readValues(const QByteArray &bytes)
             continue;
         }
         const QVariant value = storedValue(property, xml);
-        propertyBeingLoaded = name;
+        // The setter reports a change that the file has already.
         if ((value.isValid() || property.userType() == QMetaType::QVariant) && property.write(this, value))
             unsaved.remove(name);
         else
             tell(tr("holds no usable value for %1").arg(name), {});
     }
-    propertyBeingLoaded.clear();
 }
 
 void VTSettings::changedProperty(const QString &name)
 {
-    if (reloading && name == propertyBeingLoaded)
-        return;
     if (!storedProperty(name).isValid()) {
         if (metaObject()->indexOfProperty(name.toLatin1()) < 0)
             qWarning() << metaObject()->className() << "has no property" << name << "to save";
@@ -346,11 +343,12 @@ bool VTSettings::writeChanges(QString *reason)
         if (!storedProperty(name).isValid())
             return;
         const std::optional<QVariant> value = valueToStore(property, this);
-        if (value)
-            properties.append(
-                {name, *value, property.userType() == QMetaType::QVariant, unsaved.contains(name)});
-        else if (unsaved.contains(name))
+        if (value) {
+            const bool ofAnyType = property.userType() == QMetaType::QVariant;
+            properties.append({name, *value, ofAnyType, unsaved.contains(name)});
+        } else if (unsaved.contains(name)) {
             tell(tr("cannot hold the value of %1").arg(name), {});
+        }
     });
 
     const QString target = SettingsFile::resolved(path);

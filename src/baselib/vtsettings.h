@@ -130,7 +130,6 @@ private:
     const bool autoSave;
     std::unique_ptr<AbstractMetaDescriptor> descriptor;
     QSet<QString> unsaved; // names of changed properties that are not in the file yet
-    bool reloading = false;
-    QString propertyBeingLoaded; // while reloading
+    bool reloading = false; // changes wait
     QString lastFailure; // of a series of failed writes; null after one that succeeded
 };

@@ -66,6 +66,7 @@ private Q_SLOTS:
         QTest::newRow("numbers by value") << QStringList{"img2.png", "img10.png", "img100.png"};
         QTest::newRow("case side by side") << QStringList{"a1.png", "A2.PNG", "a3.png", "B1.png"};
         QTest::newRow("leading zeros") << QStringList{"f0009.png", "f10.png", "f0011.png"};
+        QTest::newRow("zeros on either side") << QStringList{"g1.png", "g02.png", "g3.png", "g004.png"};
         QTest::newRow("same value") << QStringList{"f007.png", "f07.png", "f7.png", "f8.png"};
         QTest::newRow("longer than any integer")
             << QStringList{"20261124101500000000000000000001.png", "20261124101500000000000000000010.png"};

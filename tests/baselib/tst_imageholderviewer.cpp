@@ -42,11 +42,12 @@ public:
     QImage getImage() override
     {
         ++fetches;
-        return QImage(pixels.data(), 4, 4, 16, QImage::Format_RGB32);
+        return QImage(pixels.data(), 4, 4, 16, format);
     }
     void fill(uchar value) { pixels.fill(value); }
 
     int fetches = 0;
+    QImage::Format format = QImage::Format_RGB32;
 
 private:
     std::array<uchar, 64> pixels{};
@@ -225,21 +226,24 @@ private Q_SLOTS:
     void pictureIsFetchedOnceAndKept()
     {
         WrappingHolder holder;
-        holder.fill(0xff);
         Viewer viewer;
         viewer.setImageHolder(&holder);
         for (const QSize &size : {QSize(4, 4), QSize(40, 40)}) { // as it is, and scaled
-            viewer.resize(size);
-            holder.fill(0xff);
-            Q_EMIT holder.imageChanged();
-            QCOMPARE(rendered(viewer, 1.0).pixel(1, 1), 0xffffffff);
-            const int fetches = holder.fetches;
-            holder.fill(0x77); // the camera reuses its buffer; nothing is announced yet
-            QCOMPARE(rendered(viewer, 1.0).pixel(1, 1), 0xffffffff);
-            QCOMPARE(holder.fetches, fetches);
-            Q_EMIT holder.imageChanged();
-            QCOMPARE(rendered(viewer, 1.0).pixel(1, 1), 0xff777777);
+            for (auto format : {QImage::Format_RGB32, QImage::Format_ARGB32_Premultiplied}) {
+                viewer.resize(size);
+                holder.format = format;
+                holder.fill(0xff);
+                Q_EMIT holder.imageChanged();
+                QCOMPARE(rendered(viewer, 1.0).pixel(1, 1), 0xffffffff);
+                const int fetches = holder.fetches;
+                holder.fill(0x77); // the camera reuses its buffer; nothing is announced yet
+                QCOMPARE(rendered(viewer, 1.0).pixel(1, 1), 0xffffffff);
+                QCOMPARE(holder.fetches, fetches);
+            }
         }
+        holder.format = QImage::Format_RGB32;
+        Q_EMIT holder.imageChanged();
+        QCOMPARE(rendered(viewer, 1.0).pixel(1, 1), 0xff777777); // the fourth byte is no alpha
     }
 
     void hiddenViewerFetchesNothingAndABusyOneOnlyTheLast()

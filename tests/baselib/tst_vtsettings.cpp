@@ -100,6 +100,13 @@ private Q_SLOTS:
         QCOMPARE(loaded.ip(), QStringLiteral("b"));
         QVERIFY(other.reload());
         QCOMPARE(other.property("Int").toInt(), 3);
+
+        // What was loaded is no change of one's own.
+        QVERIFY(first.reload());
+        second.setIp(QStringLiteral("c"));
+        first.setZoom(5);
+        QVERIFY(loaded.reload());
+        QCOMPARE(loaded.ip(), QStringLiteral("c"));
     }
 
     void objectsOfOneFileOnSeveralThreadsLoseNothing()
@@ -255,6 +262,25 @@ private Q_SLOTS:
         PanelSettings settings(path);
         settings.setIp(QStringLiteral("secret"));
         QCOMPARE(QFile::permissions(path), owner);
+
+        // Nor what lies in the folder only while a file is written.
+        std::atomic<bool> stop{false};
+        std::atomic<int> looks{0};
+        std::atomic<int> readable{0};
+        std::thread other([&] {
+            for (; !stop; ++looks) {
+                const QFileInfoList files =
+                    QDir(QFileInfo(path).path()).entryInfoList(QDir::Files | QDir::Hidden);
+                for (const QFileInfo &file : files)
+                    readable += file.permission(QFile::ReadOther);
+            }
+        });
+        for (int i = 0; i < 50 || looks < 50; ++i)
+            settings.setZoom(i % 1000);
+        stop = true;
+        other.join();
+        QCOMPARE(readable.load(), 0);
+
         QVERIFY(QFile::setPermissions(path, owner | QFile::ReadGroup | QFile::ReadOther));
         QVERIFY(settings.reload());
         QCOMPARE(QFile::permissions(path), owner);

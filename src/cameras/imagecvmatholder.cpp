@@ -27,7 +27,7 @@ void ImageCvMatHolder::setEmptyImage(QColor color)
 QImage ImageCvMatHolder::getImage()
 {
     auto held = std::make_unique<cv::Mat>(getFrame());
-    const QImage image = cvMatToQImage(*held, false);
+    QImage image = cvMatToQImage(*held, false);
     if (image.isNull() || image.constBits() != held->data)
         return image;
     // Wrapped. A viewer paints the image after the next frame has come, so the image takes a reference along.

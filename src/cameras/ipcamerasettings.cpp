@@ -1,5 +1,7 @@
 #include "cameras/ipcamerasettings_p.h"
 
+#include <utility>
+
 IPCameraSettings::IPCameraSettings(QString name, QObject *parent)
     : CameraSettings(std::move(name), parent) { }
 

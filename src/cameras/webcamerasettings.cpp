@@ -1,5 +1,7 @@
 #include "cameras/webcamerasettings_p.h"
 
+#include <utility>
+
 WebCameraSettings::WebCameraSettings(QString name, QObject *parent) : CameraSettings(std::move(name), parent)
 {
 }

@@ -5,6 +5,7 @@
 
 #include <QCoreApplication>
 #include <QTimer>
+#include <QVariant>
 
 int main(int argc, char **argv)
 {

@@ -1,0 +1,154 @@
+// Records one source into a finished video, without a window: camera, recorder and ffmpeg queue, wired by
+// signals.
+
+#include "options.h"
+
+#include <FFMpegProcessor>
+#include <FFMpegQueue>
+#include <IPCamera>
+#include <VideoRecorder>
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QLoggingCategory>
+#include <QSignalBlocker>
+#include <QTemporaryDir>
+#include <QTimer>
+
+#include <csignal>
+#include <iostream>
+
+namespace {
+
+constexpr int firstFrameLimitMs = 10'000;
+
+volatile std::sig_atomic_t interrupted = 0;
+
+void progress(const QString &text)
+{
+    std::cerr << '\r' << qPrintable(text) << std::flush;
+}
+
+int fail(const QString &reason)
+{
+    std::cerr << "\nvt-record: " << qPrintable(reason) << std::endl;
+    return 1;
+}
+
+void configure(Camera &camera, const Options &options)
+{
+    QObject *const settings = camera.getSettings();
+    const QSignalBlocker noRestarts(settings); // a new address would start the camera before it is complete
+    settings->setProperty("Login", options.login);
+    settings->setProperty("Password", options.password);
+    settings->setProperty("Ip", options.source);
+    settings->setProperty("Rotation", options.rotation);
+    settings->setProperty("Flip", options.flip);
+}
+
+// What became of the recording, read from the finished file.
+int report(const Options &options, const VideoRecorder &recorder)
+{
+    const VideoInfo video = FFMpegProcessor::getVideoInfo(options.out);
+    if (!video.isValid || video.frameCount == 0)
+        return fail(QStringLiteral("no video came out; see %1").arg(recorder.getTempFilePath()));
+    const VideoRecorder::Report account = recorder.getReport();
+    std::cout << qPrintable(options.out) << "\n  " << video.width << "x" << video.height << ", "
+              << video.frameCount << " frames at " << video.frameRate << " Hz, " << video.fileSize
+              << " bytes\n  nominal " << video.frameCount / video.frameRate << " s, wall clock "
+              << account.wallClockSeconds << " s, " << account.measuredRateHz
+              << " passes a second, longest gap " << account.longestGapMs
+              << " ms\n  source frames: " << account.offered << " offered, " << account.overwritten
+              << " lost, " << account.repeated << " repeated, " << account.refused << " refused" << std::endl;
+    return 0;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("vt-record"));
+    QCoreApplication::setApplicationVersion(QStringLiteral("1"));
+    if (!qEnvironmentVariableIsSet("QT_LOGGING_RULES"))
+        QLoggingCategory::setFilterRules(QStringLiteral("*.debug=false"));
+
+    Options options = parseOptions();
+    QTemporaryDir scratch;
+    if (options.source.isEmpty())
+        options.source = defaultSource(scratch.path());
+    if (options.source.isEmpty())
+        return fail(QStringLiteral("there is no source"));
+    const QString problem = problemWith(options);
+    if (!problem.isEmpty())
+        return fail(problem);
+    VideoRecorder::UseFFMPEGOptimization = options.useFFMpeg;
+
+    IPCamera camera(QStringLiteral("vt-record"), nullptr);
+    configure(camera, options);
+    VideoRecorder recorder(options.out, options.rate);
+    recorder.useFrameLog = options.frameLog;
+
+    const auto takeFrame = qOverload<const cv::Mat &>(&VideoRecorder::setFrame);
+    QObject::connect(&camera, &Camera::frameChanged, &recorder, takeFrame, Qt::DirectConnection);
+
+    const auto stop = [&] {
+        if (options.cut)
+            recorder.stopAndCut(*options.cut);
+        else
+            recorder.stopRecord();
+    };
+    // Runs in the recorder's pass, so that the video gets exactly the frames that were asked for.
+    const auto wanted = static_cast<qulonglong>(options.seconds * options.rate + 0.5);
+    const auto count = [&](qulonglong frames) {
+        if (frames >= qMax<qulonglong>(1, wanted))
+            stop();
+    };
+    QObject::connect(&recorder, &VideoRecorder::frameCountChanged, &recorder, count, Qt::DirectConnection);
+    QObject::connect(&recorder, &VideoRecorder::frameCountChanged, &app, [&](qulonglong frames) {
+        progress(QStringLiteral("recording frame %1 of %2 ").arg(frames).arg(wanted));
+    });
+    QObject::connect(VideoRecorder::ffmpegQueue, &FFMpegQueue::jobProgress, &app, [](int, int frame, int of) {
+        progress(QStringLiteral("ffmpeg frame %1 of %2        ").arg(frame).arg(of));
+    });
+    QObject::connect(&recorder, &VideoRecorder::recordFinished, &app, [&app] { app.exit(0); });
+
+    std::signal(SIGINT, [](int) { interrupted = 1; });
+    std::signal(SIGTERM, [](int) { interrupted = 1; });
+    QElapsedTimer armed;
+    QTimer watch;
+    QObject::connect(&watch, &QTimer::timeout, &app, [&] {
+        if (!recorder.getFrameSizeCalculated() && recorder.getIsRecording()) {
+            if (interrupted || armed.elapsed() > firstFrameLimitMs)
+                app.exit(interrupted ? 130 : 3);
+        } else if (interrupted && recorder.getIsRecording()) {
+            stop();
+        } else if (recorder.getIsRecording() && recorder.getFrameCount() == 0
+            && armed.elapsed() > 2 * firstFrameLimitMs) {
+            app.exit(4);
+        }
+    });
+
+    recorder.startRecord();
+    camera.start();
+    armed.start();
+    watch.start(50);
+    const int result = app.exec();
+    camera.finish();
+    if (result == 0) {
+        std::cerr << std::endl;
+        return report(options, recorder);
+    }
+    recorder.stopRecord(true);
+    switch (result) {
+    case 130:
+        return fail(QStringLiteral("interrupted before the first frame"));
+    case 3:
+        return fail(
+            QStringLiteral("%1 gave no frame within %2 s").arg(options.source).arg(firstFrameLimitMs / 1000));
+    default:
+        return fail(
+            QStringLiteral("the temporary video %1 cannot be written").arg(recorder.getTempFilePath()));
+    }
+}

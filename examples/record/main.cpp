@@ -2,15 +2,15 @@
 // signals.
 
 #include "options.h"
+#include "report.h"
 
-#include <FFMpegProcessor>
+#include <CameraSettings>
 #include <FFMpegQueue>
 #include <IPCamera>
 #include <VideoRecorder>
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
-#include <QFileInfo>
 #include <QLoggingCategory>
 #include <QSignalBlocker>
 #include <QTemporaryDir>
@@ -30,12 +30,6 @@ void progress(const QString &text)
     std::cerr << '\r' << qPrintable(text) << std::flush;
 }
 
-int fail(const QString &reason)
-{
-    std::cerr << "\nvt-record: " << qPrintable(reason) << std::endl;
-    return 1;
-}
-
 void configure(Camera &camera, const Options &options)
 {
     QObject *const settings = camera.getSettings();
@@ -45,23 +39,6 @@ void configure(Camera &camera, const Options &options)
     settings->setProperty("Ip", options.source);
     settings->setProperty("Rotation", options.rotation);
     settings->setProperty("Flip", options.flip);
-}
-
-// What became of the recording, read from the finished file.
-int report(const Options &options, const VideoRecorder &recorder)
-{
-    const VideoInfo video = FFMpegProcessor::getVideoInfo(options.out);
-    if (!video.isValid || video.frameCount == 0)
-        return fail(QStringLiteral("no video came out; see %1").arg(recorder.getTempFilePath()));
-    const VideoRecorder::Report account = recorder.getReport();
-    std::cout << qPrintable(options.out) << "\n  " << video.width << "x" << video.height << ", "
-              << video.frameCount << " frames at " << video.frameRate << " Hz, " << video.fileSize
-              << " bytes\n  nominal " << video.frameCount / video.frameRate << " s, wall clock "
-              << account.wallClockSeconds << " s, " << account.measuredRateHz
-              << " passes a second, longest gap " << account.longestGapMs
-              << " ms\n  source frames: " << account.offered << " offered, " << account.overwritten
-              << " lost, " << account.repeated << " repeated, " << account.refused << " refused" << std::endl;
-    return 0;
 }
 
 } // namespace
@@ -109,8 +86,13 @@ int main(int argc, char **argv)
     QObject::connect(&recorder, &VideoRecorder::frameCountChanged, &app, [&](qulonglong frames) {
         progress(QStringLiteral("recording frame %1 of %2 ").arg(frames).arg(wanted));
     });
+    // A short job ends before it has told any progress.
+    QObject::connect(VideoRecorder::ffmpegQueue, &FFMpegQueue::jobStarted, &app, [](int) {
+        std::cerr << std::endl;
+        progress(QStringLiteral("ffmpeg works"));
+    });
     QObject::connect(VideoRecorder::ffmpegQueue, &FFMpegQueue::jobProgress, &app, [](int, int frame, int of) {
-        progress(QStringLiteral("ffmpeg frame %1 of %2        ").arg(frame).arg(of));
+        progress(QStringLiteral("ffmpeg frame %1 of %2 ").arg(frame).arg(of));
     });
     QObject::connect(&recorder, &VideoRecorder::recordFinished, &app, [&app] { app.exit(0); });
 
@@ -138,7 +120,7 @@ int main(int argc, char **argv)
     camera.finish();
     if (result == 0) {
         std::cerr << std::endl;
-        return report(options, recorder);
+        return report(options.out, recorder);
     }
     recorder.stopRecord(true);
     switch (result) {

@@ -38,7 +38,7 @@ private Q_SLOTS:
         QCOMPARE(numbers.size(), 20);
         QVERIFY(std::count_if(numbers.begin(), numbers.end(), [](int n) { return n >= 0 && n < 50; }) == 20);
         QVERIFY(run.output.contains(QStringLiteral("20 frames at 20 Hz")));
-        QVERIFY(run.output.contains(QStringLiteral("ffmpeg frame")));
+        QVERIFY(run.output.contains(QStringLiteral("ffmpeg works")));
         FrameTimeLogReader log;
         QVERIFY(log.open(folder.filePath(QStringLiteral("new folder/take.log"))));
         QCOMPARE(log.count(), 20);

@@ -82,11 +82,11 @@ inline IPCameraSettings &settingsOf(IPCamera &camera)
     return *static_cast<IPCameraSettings *>(camera.getSettings());
 }
 
-// Gives the source and starts: a change of the setting alone does it too, but leaves the flag behind.
+// A change of the address starts the camera; start() behind it would start it anew, perhaps after a first
+// frame.
 inline void start(IPCamera &camera, const QString &ip)
 {
     settingsOf(camera).setIp(ip);
-    camera.start();
 }
 
 /** A name of its own for each camera, so that none finds another one's settings. */

@@ -208,7 +208,7 @@ void IPCameraStreamTest::framesResumeWhenTheServerIsBack()
     QCOMPARE(receiver.count.load(), whileFrozen);
     server.thaw();
     QVERIFY(receiver.hasNewFrames());
-    QVERIFY(camera.getIsRunning());
+    QVERIFY(camera.isLoopRunning());
     QVERIFY(!receiver.numbers().contains(-1));
 }
 

@@ -31,7 +31,8 @@ class LoopControl; // cameras/loopcontrol_p.h
  *
  * A source that cannot be opened, or that breaks, is no error: the camera tries again once a second until it
  * is stopped, and frames resume by themselves. A device is not opened again. A change of `Ip`, `Login` or
- * `Password` restarts the grabbing, and starts it if the camera was idle.
+ * `Password` restarts the grabbing, and starts it if the camera was idle. A network source is opened a tenth
+ * of a second after the last start or change, so that address, login and password can be set one by one.
  *
  * Every second frame of the source is handed on, turned and mirrored by the settings `Rotation` and `Flip`.
  * `Rotate90` turns clockwise, `Rotate270` counterclockwise; `Rotate180` and `FlipX` turn the picture upside

@@ -1,0 +1,595 @@
+#include "baselib/basepropertylistwidget.h"
+#include "baselib/propertyeditor_p.h"
+#include "baselib/uihelper.h"
+
+#include <QCheckBox>
+#include <QColor>
+#include <QColorDialog>
+#include <QComboBox>
+#include <QDir>
+#include <QDoubleSpinBox>
+#include <QFileDialog>
+#include <QFileInfo>
+#include <QHBoxLayout>
+#include <QLineEdit>
+#include <QPainter>
+#include <QSignalBlocker>
+#include <QSpinBox>
+#include <QStyle>
+#include <QToolButton>
+#include <QUrl>
+#include <QVBoxLayout>
+#include <QWheelEvent>
+
+#include <cfloat>
+#include <climits>
+#include <cmath>
+#include <limits>
+
+namespace {
+
+constexpr int mostDecimals = 15;
+constexpr double largestExactInteger = 9007199254740992.0; // 2^53
+constexpr int longestLine = 1 << 24;
+
+// In a list that scrolls, the wheel must not change what the pointer happens to pass over.
+template <class Box> class FocusedWheel : public Box
+{
+public:
+    FocusedWheel() { Box::setFocusPolicy(Qt::StrongFocus); }
+
+protected:
+    void wheelEvent(QWheelEvent *event) override
+    {
+        if (Box::hasFocus())
+            Box::wheelEvent(event);
+        else
+            event->ignore();
+    }
+};
+
+class BoolEditor : public PropertyEditor
+{
+public:
+    BoolEditor(const PropertyTraits &traits, QWidget *parent) : PropertyEditor(parent), box(new QCheckBox)
+    {
+        row->addWidget(box, 1);
+        box->setEnabled(traits.editable);
+        connect(box, &QCheckBox::clicked, this, [this](bool checked) { Q_EMIT edited(checked, false); });
+    }
+    QWidget *input() const override { return box; }
+    bool hasOwnLabel() const override { return true; }
+    void retranslate(const QString &label) override
+    {
+        PropertyEditor::retranslate(label);
+        box->setText(label);
+    }
+
+protected:
+    void display(const QVariant &value) override { box->setChecked(value.toBool()); }
+
+private:
+    QCheckBox *box;
+};
+
+class EnumEditor : public PropertyEditor
+{
+public:
+    EnumEditor(const PropertyTraits &traits, QWidget *parent)
+        : PropertyEditor(parent), metaEnum(traits.property.enumerator()), box(new FocusedWheel<QComboBox>)
+    {
+        for (int i = 0; i < metaEnum.keyCount(); ++i) {
+            if (box->findData(metaEnum.value(i)) < 0)
+                box->addItem(QString(), metaEnum.value(i));
+        }
+        box->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+        row->addWidget(box, 1);
+        box->setEnabled(traits.editable);
+        connect(box, qOverload<int>(&QComboBox::activated), this,
+            [this](int index) { Q_EMIT edited(box->itemData(index), false); });
+    }
+    QWidget *input() const override { return box; }
+    void retranslate(const QString &label) override
+    {
+        PropertyEditor::retranslate(label);
+        for (int i = metaEnum.keyCount() - 1; i >= 0; --i) // of several keys of one value the first counts
+            box->setItemText(
+                box->findData(metaEnum.value(i)), BasePropertyListWidget::enumLabel(metaEnum, i));
+    }
+
+protected:
+    void display(const QVariant &value) override { box->setCurrentIndex(box->findData(value.toInt())); }
+
+private:
+    const QMetaEnum metaEnum;
+    QComboBox *box;
+};
+
+class FlagsEditor : public PropertyEditor
+{
+public:
+    FlagsEditor(const PropertyTraits &traits, QWidget *parent)
+        : PropertyEditor(parent), metaEnum(traits.property.enumerator()), group(new QWidget)
+    {
+        auto *const column = new QVBoxLayout(group);
+        column->setContentsMargins(0, 0, 0, 0);
+        for (int i = 0; i < metaEnum.keyCount(); ++i) {
+            const int flag = metaEnum.value(i);
+            if (flag == 0 || (flag & (flag - 1)) != 0)
+                continue; // "none", or a name for several
+            auto *const box = new QCheckBox;
+            column->addWidget(box);
+            boxes.append({i, box});
+            connect(box, &QCheckBox::clicked, this, [this, flag](bool checked) {
+                Q_EMIT edited(checked ? latest.toInt() | flag : latest.toInt() & ~flag, false);
+            });
+        }
+        row->addWidget(group, 1);
+        group->setEnabled(traits.editable);
+        if (!boxes.isEmpty())
+            group->setFocusProxy(boxes.first().second);
+    }
+    QWidget *input() const override { return group; }
+    void retranslate(const QString &label) override
+    {
+        PropertyEditor::retranslate(label);
+        for (const auto &[index, box] : boxes)
+            box->setText(BasePropertyListWidget::enumLabel(metaEnum, index));
+    }
+
+protected:
+    void display(const QVariant &value) override
+    {
+        for (const auto &[index, box] : boxes)
+            box->setChecked(value.toInt() & metaEnum.value(index));
+    }
+
+private:
+    const QMetaEnum metaEnum;
+    QWidget *group;
+    QVector<QPair<int, QCheckBox *>> boxes; // with the index of their key
+};
+
+// Tells steps from typed numbers.
+template <class Box> class StepSpin : public FocusedWheel<Box>
+{
+public:
+    using Box::lineEdit;
+    void stepBy(int steps) override
+    {
+        stepping = true;
+        Box::stepBy(steps);
+        stepping = false;
+    }
+
+    bool stepping = false;
+};
+
+using IntegerSpin = StepSpin<QSpinBox>;
+
+// Takes any number of decimals and shows those that a number has.
+class NumberSpin : public StepSpin<QDoubleSpinBox>
+{
+public:
+    NumberSpin() { setDecimals(mostDecimals); }
+    QString textFromValue(double value) const override
+    {
+        QLocale plain = locale();
+        plain.setNumberOptions(plain.numberOptions() | QLocale::OmitGroupSeparator);
+        return plain.toString(value, 'f', qMin(decimals(), qMax(leastDecimals, decimalsOf(value))));
+    }
+    static int decimalsOf(double value)
+    {
+        int count = 0;
+        while (count < mostDecimals
+            && QString::number(value, 'f', count).toDouble()
+                != QString::number(value, 'f', mostDecimals).toDouble())
+            ++count;
+        return count;
+    }
+
+    int leastDecimals = 0;
+};
+
+// A float as the shortest decimal number that means it: 0.1, not 0.10000000149.
+double shortest(float value)
+{
+    for (int digits = FLT_DIG; digits < FLT_DECIMAL_DIG; ++digits) {
+        const QString text = QString::number(double(value), 'g', digits);
+        if (text.toFloat() == value)
+            return text.toDouble();
+    }
+    return double(value);
+}
+
+template <class Box, class Number> class SpinEditor : public TypedPropertyEditor
+{
+public:
+    SpinEditor(const PropertyTraits &traits, Number least, Number most, QWidget *parent)
+        : TypedPropertyEditor(parent), box(new Box), minimum(number(traits.minimum, least)),
+          maximum(number(traits.maximum, most))
+    {
+        box->setKeyboardTracking(false); // half a number is none
+        box->setRange(minimum, maximum);
+        box->setSingleStep(number(traits.step, 1));
+        box->setEnabled(traits.editable);
+        row->addWidget(box, 1);
+        watch(box, box->lineEdit());
+        connect(box, qOverload<Number>(&Box::valueChanged), this, [this](Number value) {
+            settle();
+            Q_EMIT edited(value, box->stepping);
+        });
+        // Also where the number is the old one in another spelling.
+        connect(box, &Box::editingFinished, this, [this] { settle(); });
+    }
+    QWidget *input() const override { return box; }
+    void commit() override
+    {
+        if (isPending())
+            box->interpretText();
+    }
+
+    Box *const box;
+
+protected:
+    void display(const QVariant &value) override
+    {
+        const QSignalBlocker blocker(box);
+        const Number shown =
+            value.userType() == QMetaType::Float ? Number(shortest(value.toFloat())) : value.value<Number>();
+        if (std::isfinite(double(shown))) {
+            // A value beyond the range, from code or an old file, is shown as it is; only the way back is
+            // open.
+            box->setRange(qMin(minimum, shown), qMax(maximum, shown));
+            box->setValue(shown);
+        } else {
+            box->clear();
+        }
+        settle();
+    }
+
+private:
+    static Number number(const QString &text, Number otherwise)
+    {
+        const QVariant value(text);
+        bool ok = false;
+        const double number = value.toDouble(&ok);
+        return ok && number >= double(std::numeric_limits<Number>::lowest())
+                && number <= double(std::numeric_limits<Number>::max())
+            ? Number(number)
+            : otherwise;
+    }
+
+    const Number minimum;
+    const Number maximum;
+};
+
+template <class Type> PropertyEditor *integerEditor(const PropertyTraits &traits, QWidget *parent)
+{
+    using Limits = std::numeric_limits<Type>;
+    if (sizeof(Type) < sizeof(int) || std::is_same_v<Type, int>)
+        return new SpinEditor<IntegerSpin, int>(traits, int(Limits::min()), int(Limits::max()), parent);
+    auto *const editor =
+        new SpinEditor<NumberSpin, double>(traits, qMax(double(Limits::min()), -largestExactInteger),
+            qMin(double(Limits::max()), largestExactInteger), parent);
+    editor->box->setDecimals(0);
+    return editor;
+}
+
+PropertyEditor *numberEditor(const PropertyTraits &traits, QWidget *parent)
+{
+    const bool isFloat = traits.property.userType() == QMetaType::Float;
+    const double most = isFloat ? double(FLT_MAX) : DBL_MAX;
+    auto *const editor = new SpinEditor<NumberSpin, double>(traits, -most, most, parent);
+    editor->box->leastDecimals = traits.step.isNull() ? 1 : NumberSpin::decimalsOf(editor->box->singleStep());
+    return editor;
+}
+
+class TextEditor : public TypedPropertyEditor
+{
+public:
+    TextEditor(const PropertyTraits &traits, QWidget *parent)
+        : TypedPropertyEditor(parent), line(new QLineEdit), type(traits.property.userType()),
+          editable(traits.editable)
+    {
+        line->setMaxLength(longestLine);
+        setReadOnly(!editable);
+        row->addWidget(line, 1);
+        watch(line, line);
+        connect(line, &QLineEdit::editingFinished, this, &TextEditor::commit);
+    }
+    QWidget *input() const override { return line; }
+    void commit() override
+    {
+        if (isPending())
+            handOver(valueOf(line->text()));
+    }
+
+protected:
+    virtual QVariant valueOf(const QString &text) const
+    {
+        QVariant value(text);
+        return value.convert(type) ? value : QVariant();
+    }
+    virtual QString textOf(const QVariant &value) const { return value.toString(); }
+
+    void display(const QVariant &value) override
+    {
+        const QString text = textOf(value);
+        if (line->text() != text) {
+            line->setText(text);
+            line->setCursorPosition(0); // the beginning of a long text says most
+        }
+        settle();
+    }
+
+    void handOver(const QVariant &value)
+    {
+        if (!value.isValid()) {
+            revert();
+            return;
+        }
+        settle();
+        Q_EMIT edited(value, false);
+    }
+
+    // It can still be read with the cursor keys, and copied.
+    void setReadOnly(bool value)
+    {
+        line->setReadOnly(value);
+        QPalette colors = palette();
+        if (value)
+            colors.setBrush(QPalette::Base, colors.window());
+        line->setPalette(value ? colors : QPalette());
+    }
+
+    QToolButton *addButton()
+    {
+        auto *const button = new QToolButton;
+        row->addWidget(button);
+        return button;
+    }
+
+    QLineEdit *line;
+    const int type;
+    const bool editable;
+};
+
+class PasswordEditor : public TextEditor
+{
+    Q_DECLARE_TR_FUNCTIONS(PropertyListControl)
+
+public:
+    PasswordEditor(const PropertyTraits &traits, QWidget *parent)
+        : TextEditor(traits, parent), revealButton(addButton())
+    {
+        line->setEchoMode(QLineEdit::Password);
+        revealButton->setCheckable(true);
+        revealButton->setIcon(UIHelper::svgIcon(QStringLiteral(":/varnhold/icons/reveal.svg"), revealButton));
+        connect(revealButton, &QToolButton::toggled, this,
+            [this](bool reveal) { line->setEchoMode(reveal ? QLineEdit::Normal : QLineEdit::Password); });
+    }
+    void retranslate(const QString &label) override
+    {
+        TextEditor::retranslate(label);
+        revealButton->setToolTip(tr("Show the text"));
+        revealButton->setAccessibleName(tr("Show %1").arg(label));
+    }
+
+protected:
+    void hideEvent(QHideEvent *event) override
+    {
+        revealButton->setChecked(false);
+        TextEditor::hideEvent(event);
+    }
+
+private:
+    QToolButton *revealButton;
+};
+
+class ColorSwatch : public QToolButton
+{
+public:
+    QColor color;
+
+protected:
+    void paintEvent(QPaintEvent *event) override
+    {
+        QToolButton::paintEvent(event);
+        QPainter painter(this);
+        const QRect place(QPoint(), iconSize());
+        const QRect field = QStyle::alignedRect(layoutDirection(), Qt::AlignCenter, place.size(), rect());
+        if (color.alpha() < 255)
+            painter.fillRect(field, QBrush(Qt::gray, Qt::Dense4Pattern));
+        painter.fillRect(field, color);
+        painter.setPen(palette().color(QPalette::Mid));
+        painter.drawRect(field.adjusted(0, 0, -1, -1));
+    }
+};
+
+class ColorEditor : public TextEditor
+{
+    Q_DECLARE_TR_FUNCTIONS(PropertyListControl)
+
+public:
+    ColorEditor(const PropertyTraits &traits, QWidget *parent)
+        : TextEditor(traits, parent), swatch(new ColorSwatch)
+    {
+        row->addWidget(swatch);
+        swatch->setEnabled(editable);
+        connect(swatch, &QToolButton::clicked, this, &ColorEditor::choose);
+    }
+    void retranslate(const QString &label) override
+    {
+        TextEditor::retranslate(label);
+        swatch->setToolTip(tr("Choose a colour"));
+        swatch->setAccessibleName(tr("Choose %1").arg(label));
+    }
+
+protected:
+    QVariant valueOf(const QString &text) const override
+    {
+        const QColor color(text.trimmed());
+        if (text.trimmed().isEmpty() && type == QMetaType::QString)
+            return text;
+        return color.isValid() ? TextEditor::valueOf(text.trimmed()) : QVariant();
+    }
+    QString textOf(const QVariant &value) const override
+    {
+        if (value.userType() != QMetaType::QColor)
+            return value.toString();
+        const auto color = value.value<QColor>();
+        if (!color.isValid())
+            return {};
+        return color.name(color.alpha() < 255 ? QColor::HexArgb : QColor::HexRgb);
+    }
+    void display(const QVariant &value) override
+    {
+        TextEditor::display(value);
+        swatch->color = QColor(textOf(value));
+        swatch->update();
+    }
+
+private:
+    void choose()
+    {
+        revert();
+        auto *const dialog = new QColorDialog(QColor(line->text()), this);
+        dialog->setAttribute(Qt::WA_DeleteOnClose);
+        dialog->setOption(QColorDialog::ShowAlphaChannel);
+        connect(dialog, &QColorDialog::colorSelected, this, [this](const QColor &color) {
+            const QString text = textOf(color);
+            handOver(valueOf(text));
+        });
+        dialog->open();
+    }
+
+    ColorSwatch *swatch;
+};
+
+class PathEditor : public TextEditor
+{
+    Q_DECLARE_TR_FUNCTIONS(PropertyListControl)
+
+public:
+    PathEditor(const PropertyTraits &traits, bool isFolder, QWidget *parent)
+        : TextEditor(traits, parent), isFolder(isFolder), browseButton(addButton())
+    {
+        browseButton->setText(QStringLiteral("\u2026"));
+        browseButton->setEnabled(editable);
+        connect(browseButton, &QToolButton::clicked, this, &PathEditor::browse);
+    }
+    void retranslate(const QString &label) override
+    {
+        TextEditor::retranslate(label);
+        browseButton->setToolTip(isFolder ? tr("Choose a folder") : tr("Choose a file"));
+        browseButton->setAccessibleName(tr("Choose %1").arg(label));
+    }
+
+protected:
+    QVariant valueOf(const QString &text) const override
+    {
+        const QString path = QDir::fromNativeSeparators(text);
+        if (type == QMetaType::QUrl)
+            return path.isEmpty() ? QUrl() : QUrl::fromUserInput(path, {}, QUrl::AssumeLocalFile);
+        return TextEditor::valueOf(path);
+    }
+    QString textOf(const QVariant &value) const override
+    {
+        if (value.userType() != QMetaType::QUrl)
+            return QDir::toNativeSeparators(value.toString());
+        const QUrl url = value.toUrl();
+        return url.isLocalFile() ? QDir::toNativeSeparators(url.toLocalFile()) : url.toString();
+    }
+
+private:
+    void browse()
+    {
+        const QString current = QDir::fromNativeSeparators(line->text());
+        revert();
+        auto *const dialog = new QFileDialog(this, browseButton->toolTip());
+        dialog->setAttribute(Qt::WA_DeleteOnClose);
+        dialog->setFileMode(isFolder ? QFileDialog::Directory : QFileDialog::ExistingFile);
+        dialog->setOption(QFileDialog::ShowDirsOnly, isFolder);
+        if (!current.isEmpty()) {
+            dialog->setDirectory(isFolder ? current : QFileInfo(current).path());
+            dialog->selectFile(isFolder ? current : QFileInfo(current).fileName());
+        }
+        connect(dialog, &QFileDialog::fileSelected, this,
+            [this](const QString &path) { handOver(valueOf(path)); });
+        dialog->open();
+    }
+
+    const bool isFolder;
+    QToolButton *browseButton;
+};
+
+bool isText(int type)
+{
+    const QVariant sample(type, nullptr);
+    return type == QMetaType::QString
+        || (sample.canConvert<QString>() && QVariant(QString()).canConvert(type)
+            && type != QMetaType::QStringList && type != QMetaType::QVariantList);
+}
+
+bool isPassword(const PropertyTraits &traits)
+{
+    return traits.specialType == QLatin1String("password")
+        || QString::fromLatin1(traits.property.name())
+               .endsWith(QLatin1String("password"), Qt::CaseInsensitive);
+}
+
+PropertyEditor *textEditor(const PropertyTraits &traits, QWidget *parent)
+{
+    const QString &special = traits.specialType;
+    if (traits.property.userType() == QMetaType::QColor || special == QLatin1String("color")
+        || special == QLatin1String("colour"))
+        return new ColorEditor(traits, parent);
+    if (special == QLatin1String("file") || special == QLatin1String("folder"))
+        return new PathEditor(traits, special == QLatin1String("folder"), parent);
+    if (isPassword(traits))
+        return new PasswordEditor(traits, parent);
+    return new TextEditor(traits, parent);
+}
+
+} // namespace
+
+PropertyEditor *PropertyEditor::create(const PropertyTraits &traits, QWidget *parent)
+{
+    if (traits.property.isFlagType())
+        return new FlagsEditor(traits, parent);
+    if (traits.property.isEnumType())
+        return new EnumEditor(traits, parent);
+    switch (traits.property.userType()) {
+    case QMetaType::Bool:
+        return new BoolEditor(traits, parent);
+    case QMetaType::Int:
+        return integerEditor<int>(traits, parent);
+    case QMetaType::Short:
+        return integerEditor<short>(traits, parent);
+    case QMetaType::UShort:
+        return integerEditor<ushort>(traits, parent);
+    case QMetaType::SChar:
+        return integerEditor<signed char>(traits, parent);
+    case QMetaType::UChar:
+        return integerEditor<uchar>(traits, parent);
+    case QMetaType::UInt:
+        return integerEditor<uint>(traits, parent);
+    case QMetaType::Long:
+    case QMetaType::LongLong:
+        return integerEditor<qlonglong>(traits, parent);
+    case QMetaType::ULong:
+    case QMetaType::ULongLong:
+        return integerEditor<qulonglong>(traits, parent);
+    case QMetaType::Double:
+    case QMetaType::Float:
+        return numberEditor(traits, parent);
+    default:
+        break;
+    }
+    if (isText(traits.property.userType()))
+        return textEditor(traits, parent);
+    PropertyTraits shownOnly = traits;
+    shownOnly.editable = false;
+    return new TextEditor(shownOnly, parent);
+}

@@ -49,7 +49,7 @@ QString FPSWidget::text() const
 
 bool FPSWidget::isStale() const
 {
-    return !label->isEnabled();
+    return !label->isEnabledTo(this);
 }
 
 void FPSWidget::frameRateChanged(double frameRate)

@@ -21,11 +21,34 @@ void PropertyEditor::revert()
     display(latest);
 }
 
-void TypedPropertyEditor::watch(QWidget *keys, QLineEdit *typed)
+TypedPropertyEditor::TypedPropertyEditor(bool editable, QWidget *parent)
+    : PropertyEditor(parent), editable(editable)
 {
+}
+
+void TypedPropertyEditor::watch(QWidget *keyed, QLineEdit *typed)
+{
+    keys = keyed;
     line = typed;
     keys->installEventFilter(this);
+    updateLook();
     settle();
+}
+
+void TypedPropertyEditor::updateLook()
+{
+    if (editable || !keys)
+        return;
+    QPalette colors = palette();
+    colors.setBrush(QPalette::Base, colors.window());
+    keys->setPalette(colors);
+}
+
+void TypedPropertyEditor::changeEvent(QEvent *event)
+{
+    PropertyEditor::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::StyleChange)
+        updateLook();
 }
 
 bool TypedPropertyEditor::isPending() const

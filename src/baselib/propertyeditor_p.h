@@ -67,7 +67,10 @@ protected:
     QVariant latest; // the property's value
 };
 
-/** Is the base of fields that are typed into: Escape gives up what is typed, Ctrl+Z is the text's until then.
+/**
+ * Is the base of fields that are typed into: Escape gives up what is typed, Ctrl+Z is the text's until then.
+ *
+ * One that is not editable can still be read with the cursor keys, and copied.
  */
 class TypedPropertyEditor : public PropertyEditor
 {
@@ -77,7 +80,7 @@ public:
     bool isPending() const override;
 
 protected:
-    using PropertyEditor::PropertyEditor;
+    TypedPropertyEditor(bool editable, QWidget *parent);
 
     /** To be called with the widget that takes the keys and the line that shows the text. */
     void watch(QWidget *keys, QLineEdit *line);
@@ -86,8 +89,14 @@ protected:
     void settle();
 
     bool eventFilter(QObject *watched, QEvent *event) override;
+    void changeEvent(QEvent *event) override;
+
+    const bool editable;
 
 private:
+    void updateLook();
+
+    QWidget *keys = nullptr;
     QLineEdit *line = nullptr;
     QString settled; // the text when it was no typing
 };

@@ -13,6 +13,7 @@
 #include <QHBoxLayout>
 #include <QLineEdit>
 #include <QPainter>
+#include <QPushButton>
 #include <QSignalBlocker>
 #include <QSpinBox>
 #include <QStyle>
@@ -206,13 +207,16 @@ template <class Box, class Number> class SpinEditor : public TypedPropertyEditor
 {
 public:
     SpinEditor(const PropertyTraits &traits, Number least, Number most, QWidget *parent)
-        : TypedPropertyEditor(parent), box(new Box), minimum(number(traits.minimum, least)),
+        : TypedPropertyEditor(traits.editable, parent), box(new Box), minimum(number(traits.minimum, least)),
           maximum(number(traits.maximum, most))
     {
         box->setKeyboardTracking(false); // half a number is none
         box->setRange(minimum, maximum);
         box->setSingleStep(number(traits.step, 1));
-        box->setEnabled(traits.editable);
+        if (!editable) {
+            box->setReadOnly(true);
+            box->setButtonSymbols(QAbstractSpinBox::NoButtons);
+        }
         row->addWidget(box, 1);
         watch(box, box->lineEdit());
         connect(box, qOverload<Number>(&Box::valueChanged), this, [this](Number value) {
@@ -289,11 +293,10 @@ class TextEditor : public TypedPropertyEditor
 {
 public:
     TextEditor(const PropertyTraits &traits, QWidget *parent)
-        : TypedPropertyEditor(parent), line(new QLineEdit), type(traits.property.userType()),
-          editable(traits.editable)
+        : TypedPropertyEditor(traits.editable, parent), line(new QLineEdit), type(traits.property.userType())
     {
         line->setMaxLength(longestLine);
-        setReadOnly(!editable);
+        line->setReadOnly(!editable);
         row->addWidget(line, 1);
         watch(line, line);
         connect(line, &QLineEdit::editingFinished, this, &TextEditor::commit);
@@ -333,26 +336,8 @@ protected:
         Q_EMIT edited(value, false);
     }
 
-    // It can still be read with the cursor keys, and copied.
-    void setReadOnly(bool value)
-    {
-        line->setReadOnly(value);
-        QPalette colors = palette();
-        if (value)
-            colors.setBrush(QPalette::Base, colors.window());
-        line->setPalette(value ? colors : QPalette());
-    }
-
-    QToolButton *addButton()
-    {
-        auto *const button = new QToolButton;
-        row->addWidget(button);
-        return button;
-    }
-
     QLineEdit *line;
     const int type;
-    const bool editable;
 };
 
 class PasswordEditor : public TextEditor
@@ -360,13 +345,16 @@ class PasswordEditor : public TextEditor
     Q_DECLARE_TR_FUNCTIONS(PropertyListControl)
 
 public:
-    PasswordEditor(const PropertyTraits &traits, QWidget *parent)
-        : TextEditor(traits, parent), revealButton(addButton())
+    PasswordEditor(const PropertyTraits &traits, QWidget *parent) : TextEditor(traits, parent)
     {
         line->setEchoMode(QLineEdit::Password);
+        const int side = style()->pixelMetric(QStyle::PM_SmallIconSize, nullptr, this);
+        revealButton = UIHelper::GenerateSvgButton(
+            QStringLiteral(":/varnhold/icons/reveal.svg"), {side, side}, {side + 8, side + 8});
         revealButton->setCheckable(true);
-        revealButton->setIcon(UIHelper::svgIcon(QStringLiteral(":/varnhold/icons/reveal.svg"), revealButton));
-        connect(revealButton, &QToolButton::toggled, this,
+        revealButton->setFocusPolicy(Qt::TabFocus);
+        row->addWidget(revealButton);
+        connect(revealButton, &QPushButton::toggled, this,
             [this](bool reveal) { line->setEchoMode(reveal ? QLineEdit::Normal : QLineEdit::Password); });
     }
     void retranslate(const QString &label) override
@@ -384,7 +372,7 @@ protected:
     }
 
 private:
-    QToolButton *revealButton;
+    QPushButton *revealButton;
 };
 
 class ColorSwatch : public QToolButton
@@ -473,10 +461,11 @@ class PathEditor : public TextEditor
 
 public:
     PathEditor(const PropertyTraits &traits, bool isFolder, QWidget *parent)
-        : TextEditor(traits, parent), isFolder(isFolder), browseButton(addButton())
+        : TextEditor(traits, parent), isFolder(isFolder), browseButton(new QToolButton)
     {
         browseButton->setText(QStringLiteral("\u2026"));
         browseButton->setEnabled(editable);
+        row->addWidget(browseButton);
         connect(browseButton, &QToolButton::clicked, this, &PathEditor::browse);
     }
     void retranslate(const QString &label) override
@@ -500,6 +489,13 @@ protected:
             return QDir::toNativeSeparators(value.toString());
         const QUrl url = value.toUrl();
         return url.isLocalFile() ? QDir::toNativeSeparators(url.toLocalFile()) : url.toString();
+    }
+
+    void display(const QVariant &value) override
+    {
+        TextEditor::display(value);
+        line->end(false); // where the name is
+        line->setToolTip(line->text());
     }
 
 private:

@@ -10,17 +10,19 @@
 #include <QKeyEvent>
 #include <QLabel>
 #include <QPointer>
+#include <QPushButton>
 #include <QScrollArea>
 #include <QScrollBar>
 #include <QSet>
 #include <QStyle>
-#include <QToolButton>
 #include <QUndoStack>
 #include <QVBoxLayout>
 
 #include <algorithm>
 
 namespace {
+
+constexpr QSize smallButtonFrame(8, 8);
 
 enum Column
 {
@@ -65,6 +67,17 @@ QString withKey(const QString &text, QKeySequence::StandardKey key)
     return keys.isEmpty() ? text : QStringLiteral("%1 (%2)").arg(text, keys);
 }
 
+QPushButton *flatButton(const QString &svg, const QString &text, const QWidget *host)
+{
+    const int side = host->style()->pixelMetric(QStyle::PM_SmallIconSize, nullptr, host);
+    QPushButton *const button =
+        UIHelper::GenerateSvgButton(svg, {side, side}, QSize(side, side) + smallButtonFrame, text);
+    button->setFlat(true);
+    // A click leaves the focus, and what is being typed, where it is.
+    button->setFocusPolicy(Qt::TabFocus);
+    return button;
+}
+
 } // namespace
 
 PropertyListControl::PropertyListControl(
@@ -86,22 +99,19 @@ PropertyListControl::PropertyListControl(
     auto *const buttons = new QHBoxLayout(footer);
     buttons->setContentsMargins(0, 0, 0, 0);
     buttons->addStretch();
-    undoButton = addFooterButton(QStringLiteral(":/varnhold/icons/undo.svg"));
-    redoButton = addFooterButton(QStringLiteral(":/varnhold/icons/redo.svg"));
-    connect(undoButton, &QToolButton::clicked, this, &PropertyListControl::undo);
-    connect(redoButton, &QToolButton::clicked, this, &PropertyListControl::redo);
+    undoButton = addFooterButton(QStringLiteral(":/varnhold/icons/undo.svg"), tr("Undo"));
+    redoButton = addFooterButton(QStringLiteral(":/varnhold/icons/redo.svg"), tr("Redo"));
+    connect(undoButton, &QPushButton::clicked, this, &PropertyListControl::undo);
+    connect(redoButton, &QPushButton::clicked, this, &PropertyListControl::redo);
     connect(undoStack(), &QUndoStack::indexChanged, this, &PropertyListControl::updateFooter);
     setSettings(settings);
 }
 
 PropertyListControl::~PropertyListControl() = default;
 
-QToolButton *PropertyListControl::addFooterButton(const QString &svg)
+QPushButton *PropertyListControl::addFooterButton(const QString &svg, const QString &text)
 {
-    auto *const button = new QToolButton;
-    button->setIcon(UIHelper::svgIcon(svg, button));
-    button->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
-    button->setAutoRaise(true);
+    QPushButton *const button = flatButton(svg, text, this);
     footer->layout()->addWidget(button);
     return button;
 }
@@ -174,11 +184,9 @@ void PropertyListControl::addRow(const QString &property, QGridLayout *grid)
     }
     grid->addWidget(row.editor, line, EditorColumn);
     if (traits.editable && hasDefault(property)) {
-        row.reset = new QToolButton;
-        row.reset->setAutoRaise(true);
-        row.reset->setIcon(UIHelper::svgIcon(QStringLiteral(":/varnhold/icons/reset.svg"), row.reset));
+        row.reset = flatButton(QStringLiteral(":/varnhold/icons/reset.svg"), QString(), this);
         grid->addWidget(row.reset, line, ResetColumn, vertical);
-        connect(row.reset, &QToolButton::clicked, this, [this, property] { resetRow(property); });
+        connect(row.reset, &QPushButton::clicked, this, [this, property] { resetRow(property); });
     }
     connect(row.editor, &PropertyEditor::edited, this,
         [this, property](const QVariant &value, bool continues) { setValue(property, value, continues); });

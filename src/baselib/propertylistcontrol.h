@@ -10,7 +10,7 @@ class QGridLayout;
 class QGroupBox;
 class QLabel;
 class QScrollArea;
-class QToolButton;
+class QPushButton;
 
 /**
  * Edits the properties of a settings object in a form. Each change counts at once; there is nothing to apply.
@@ -83,7 +83,7 @@ private:
         QString property;
         QLabel *label; // null where the editor has its own
         PropertyEditor *editor;
-        QToolButton *reset; // null without a default
+        QPushButton *reset; // null without a default
     };
 
     struct Group
@@ -93,7 +93,7 @@ private:
         QGridLayout *grid; // label, editor, reset
     };
 
-    QToolButton *addFooterButton(const QString &svg);
+    QPushButton *addFooterButton(const QString &svg, const QString &text);
     QGridLayout *addGroup(QWidget *content, const QString &property, bool titled);
     void addRow(const QString &property, QGridLayout *grid);
     void arrange();
@@ -108,8 +108,8 @@ private:
     QLabel *heading;
     QScrollArea *area;
     QWidget *footer;
-    QToolButton *undoButton;
-    QToolButton *redoButton;
+    QPushButton *undoButton;
+    QPushButton *redoButton;
     QVector<Row> rows;
     QVector<Group> groups;
 };

@@ -1,6 +1,7 @@
 #include "baselib/svgiconengine_p.h"
 
 #include <QGuiApplication>
+#include <QPaintEngine>
 #include <QPainter>
 
 #include <cstdlib>
@@ -75,7 +76,8 @@ QPixmap SvgIconEngine::pixmap(const QSize &size, QIcon::Mode mode, QIcon::State 
 
 void SvgIconEngine::paint(QPainter *painter, const QRect &rect, QIcon::Mode mode, QIcon::State state)
 {
-    const qreal ratio = painter->device()->devicePixelRatioF();
+    // Not always the widget's: it may be rendered into a picture of another ratio.
+    const qreal ratio = painter->paintEngine()->paintDevice()->devicePixelRatioF();
     QPixmap picture = pixmap((QSizeF(rect.size()) * ratio).toSize(), mode, state);
     picture.setDevicePixelRatio(ratio);
     painter->drawPixmap(rect, picture);

@@ -9,7 +9,74 @@
 #include <QPushButton>
 #include <QVBoxLayout>
 
+#include <QStyleOptionButton>
+#include <QStylePainter>
+
 #include <memory>
+#include <utility>
+
+namespace {
+
+constexpr int gap = 4; // between icon and text
+
+// Paints its icon itself. In a style's hands, Qt 5 enlarges an icon of as many pixels as points, unless the
+// whole application asks for more.
+class SvgButton : public QPushButton
+{
+public:
+    using QPushButton::QPushButton;
+
+protected:
+    void paintEvent(QPaintEvent *event) override
+    {
+        QStyleOptionButton option;
+        initStyleOption(&option);
+        const QIcon icon = std::exchange(option.icon, QIcon());
+        const QString text = std::exchange(option.text, QString());
+        if (icon.isNull()) {
+            QPushButton::paintEvent(event);
+            return;
+        }
+        QStylePainter painter(this);
+        painter.drawControl(QStyle::CE_PushButton, option);
+
+        QRect place = style()->subElementRect(QStyle::SE_PushButtonContents, &option, this);
+        if (option.state & (QStyle::State_Sunken | QStyle::State_On))
+            place.translate(style()->pixelMetric(QStyle::PM_ButtonShiftHorizontal, &option, this),
+                style()->pixelMetric(QStyle::PM_ButtonShiftVertical, &option, this));
+        const int flags = Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine
+            | (style()->styleHint(QStyle::SH_UnderlineShortcut, &option, this) ? Qt::TextShowMnemonic
+                                                                               : Qt::TextHideMnemonic);
+        const QSize iconPlace = option.iconSize;
+        QSize content = iconPlace;
+        if (!text.isEmpty())
+            content.rwidth() += gap + option.fontMetrics.size(flags, text).width();
+        const QRect whole(
+            QPoint(), QSize(content.width(), qMax(content.height(), option.fontMetrics.height())));
+        const QRect centred = QStyle::alignedRect(Qt::LeftToRight, Qt::AlignCenter, whole.size(), place);
+        const auto mirrored = [&](const QRect &rect) {
+            return QStyle::visualRect(option.direction, centred, rect);
+        };
+        const QRect iconRect(centred.left(), centred.center().y() - (iconPlace.height() - 1) / 2,
+            iconPlace.width(), iconPlace.height());
+        icon.paint(&painter, mirrored(iconRect), Qt::AlignCenter,
+            isEnabled() ? QIcon::Normal : QIcon::Disabled, isChecked() ? QIcon::On : QIcon::Off);
+        painter.drawItemText(mirrored(centred.adjusted(iconPlace.width() + gap, 0, 0, 0)), flags,
+            option.palette, isEnabled(), text, QPalette::ButtonText);
+    }
+};
+
+QIcon svgIcon(const QString &svg, QWidget *widget)
+{
+    auto renderer = std::make_shared<QSvgRenderer>(svg);
+    if (renderer->isValid())
+        return QIcon(new SvgIconEngine(std::move(renderer), widget));
+    GlobalConsole::writeLine(QCoreApplication::translate("UIHelper", "The icon %1 cannot be shown").arg(svg),
+        QDateTime::currentDateTime());
+    return {};
+}
+
+} // namespace
 
 // Of two resources of one name Qt takes the one that came first. The application's come after those of the
 // library that it links, so ours step back once everything is loaded. Not in an unnamed namespace, where Qt's
@@ -37,7 +104,7 @@ void UIHelper::InsertToWidget(QWidget *host, QWidget *widget, int margin, int sp
 QPushButton *UIHelper::GenerateSvgButton(const QString &svg, const QSize &iconSize, const QSize &buttonSize,
     const QString &text, const QString &toolTip)
 {
-    auto *const button = new QPushButton(text);
+    auto *const button = new SvgButton(text);
     button->setIconSize(iconSize);
     button->setIcon(svgIcon(svg, button));
     if (text.isEmpty()) {
@@ -50,16 +117,4 @@ QPushButton *UIHelper::GenerateSvgButton(const QString &svg, const QSize &iconSi
     button->setToolTip(toolTip);
     button->setAutoDefault(false); // Enter in a field of the same dialog is not meant for it
     return button;
-}
-
-QIcon UIHelper::svgIcon(const QString &svg, QWidget *widget)
-{
-    auto renderer = std::make_shared<QSvgRenderer>(svg);
-    if (!renderer->isValid()) {
-        GlobalConsole::writeLine(
-            QCoreApplication::translate("UIHelper", "The icon %1 cannot be shown").arg(svg),
-            QDateTime::currentDateTime());
-        return {};
-    }
-    return QIcon(new SvgIconEngine(std::move(renderer), widget));
 }

@@ -2,7 +2,6 @@
 
 #include "varnhold_export.h"
 
-#include <QIcon>
 #include <QSize>
 #include <QString>
 
@@ -40,9 +39,10 @@ public:
     /**
      * Makes a button with the icon of the file \a svg.
      *
-     * The icon is sharp at any scale factor. One of a single grey (black and white count) is drawn in the
-     * colour of the button's texts and follows its palette; any other keeps its colours. If the file cannot
-     * be shown, the button has no icon, and there is one console line.
+     * The icon is sharp at any scale factor, whether or not the application uses Qt::AA_UseHighDpiPixmaps.
+     * One of a single grey (black and white count) is drawn in the colour of the button's texts and follows
+     * its palette; any other keeps its colours. If the file cannot be shown, the button has no icon, and
+     * there is one console line.
      *
      * \param svg a file or a resource.
      * \param buttonSize the size of a button without a text; the least height of one with a text, whose width
@@ -52,12 +52,4 @@ public:
      */
     static QPushButton *GenerateSvgButton(const QString &svg, const QSize &iconSize, const QSize &buttonSize,
         const QString &text = {}, const QString &toolTip = {});
-
-    /**
-     * The icon of the file \a svg, as of GenerateSvgButton().
-     *
-     * \param widget whose palette it follows; null for the application's.
-     * \return a null icon, with one console line, if the file cannot be shown.
-     */
-    static QIcon svgIcon(const QString &svg, QWidget *widget);
 };

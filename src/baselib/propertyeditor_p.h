@@ -33,6 +33,9 @@ public:
     /** The field that suits the type; one that only shows a text for a type that nothing here can edit. */
     static PropertyEditor *create(const PropertyTraits &traits, QWidget *parent);
 
+    /** The same for what is neither a number nor a choice. */
+    static PropertyEditor *createText(const PropertyTraits &traits, QWidget *parent);
+
     /** Shows \a value. What the user has begun to type stays until it is finished. */
     void setValue(const QVariant &value);
 

@@ -29,7 +29,7 @@ class QPushButton;
  *   opens a colour dialog.
  * - `SpecialType` "password", and each text whose name ends in "Password": a hidden text, and a button that
  *   reveals it until the widget is hidden.
- * - Any other type: shown as text.
+ * - Any other type: shown as text, sizes and rectangles with their numbers.
  *
  * Case does not matter in the value of `SpecialType`.
  *

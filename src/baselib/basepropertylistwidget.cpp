@@ -7,6 +7,7 @@
 #include <QElapsedTimer>
 #include <QEvent>
 #include <QRegularExpression>
+#include <QSignalBlocker>
 #include <QUndoStack>
 
 namespace {
@@ -103,7 +104,12 @@ BasePropertyListWidget::BasePropertyListWidget(QWidget *parent) : QWidget(parent
     stack->setUndoLimit(undoLimit);
 }
 
-BasePropertyListWidget::~BasePropertyListWidget() = default;
+BasePropertyListWidget::~BasePropertyListWidget()
+{
+    // A stack tells that it loses its commands, even to a subclass that is gone already.
+    const QSignalBlocker blocker(stack);
+    stack->clear();
+}
 
 AbstractSettings *BasePropertyListWidget::settings() const
 {
@@ -112,8 +118,10 @@ AbstractSettings *BasePropertyListWidget::settings() const
 
 void BasePropertyListWidget::setSettings(AbstractSettings *settings)
 {
-    if (shown)
+    if (shown) {
+        commit();
         shown->disconnect(this);
+    }
     shown = settings;
     listed.clear();
     stack->clear();
@@ -279,6 +287,8 @@ void BasePropertyListWidget::write(const QString &property, const QVariant &valu
     showValues();
     Q_EMIT propertyEdited(property);
 }
+
+void BasePropertyListWidget::commit() { }
 
 void BasePropertyListWidget::showValues()
 {

@@ -46,7 +46,8 @@ public:
     AbstractSettings *settings() const;
 
     /**
-     * Shows the properties of \a settings, or none for null. What could be undone is forgotten.
+     * Shows the properties of \a settings, or none for null. What is typed counts for those before; what
+     * could be undone is forgotten.
      *
      * \ownership The caller's. It may be deleted on the GUI thread at any time; the list is empty then.
      */
@@ -83,6 +84,9 @@ public:
     /** Sets a listed, editable property to its default, by its reset function if it has one; as setValue().
      */
     bool reset(const QString &property);
+
+    /** Makes what is typed in a field count, for fields that wait until it is finished. */
+    virtual void commit();
 
     /** The changes made in this widget; a host may put it into a QUndoGroup. */
     QUndoStack *undoStack() const;

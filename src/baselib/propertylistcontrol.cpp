@@ -118,6 +118,8 @@ QPushButton *PropertyListControl::addFooterButton(const QString &svg, const QStr
 
 void PropertyListControl::build()
 {
+    for (const Row &row : qAsConst(rows))
+        row.editor->disconnect(this); // one that loses the focus must not write to the new settings
     rows.clear();
     groups.clear();
     if (QWidget *const old = area->takeWidget()) {

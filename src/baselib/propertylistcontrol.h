@@ -65,8 +65,7 @@ public:
      */
     QWidget *input(const QString &property) const;
 
-    /** Makes what is typed in a field count. */
-    void commit();
+    void commit() override;
 
 protected:
     void build() override;

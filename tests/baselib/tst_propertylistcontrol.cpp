@@ -543,7 +543,16 @@ private Q_SLOTS:
         QVERIFY(!control->undoStack()->canUndo());
         QTRY_VERIFY(!turn);
         QVERIFY(!control->setValue(QStringLiteral("Turn"), 20));
-        dialog->grab();
+
+        FormSettings first(QString(), false);
+        FormSettings second(QString(), false);
+        control->setSettings(&first);
+        QWidget *const comment = control->input(QStringLiteral("Comment"));
+        comment->setFocus();
+        QTest::keyClicks(comment, QStringLiteral("typed"));
+        control->setSettings(&second);
+        QCOMPARE(first.comment, QStringLiteral("typed"));
+        QCOMPARE(second.comment, QString());
 
         TurnSettings next(QString(), false);
         control->setSettings(&next);

@@ -7,7 +7,6 @@
 #include <QTimerEvent>
 
 #include <exception>
-#include <utility>
 
 namespace {
 
@@ -42,14 +41,11 @@ VTThread::~VTThread()
 void VTThread::initAndStart()
 {
     {
-        const QMutexLocker lock(&wakeMutex);
+        const QMutexLocker lock(&lifeMutex);
         working = true;
-        wakeRequested = loopLives;
-        if (loopLives) {
-            if (dispatcher)
-                dispatcher->wakeUp();
-            return;
-        }
+        if (loopLives)
+            return wake();
+        wakeRequested = false;
         loopLives = true;
     }
     // The former loop is past its last pass; start() would do nothing before its thread has ended.
@@ -76,18 +72,18 @@ bool VTThread::isWorking() const
 
 void VTThread::wake()
 {
-    const QMutexLocker lock(&wakeMutex);
+    // The count comes before the look at the dispatcher, and the worker takes the dispatcher away before it
+    // looks at the count: either it waits for us, or we find none.
+    ++wakers;
     wakeRequested = true;
-    if (dispatcher)
-        dispatcher->wakeUp();
+    if (QAbstractEventDispatcher *const waiting = dispatcher)
+        waiting->wakeUp();
+    --wakers;
 }
 
 void VTThread::run()
 {
-    {
-        const QMutexLocker lock(&wakeMutex);
-        dispatcher = QAbstractEventDispatcher::instance();
-    }
+    dispatcher = QAbstractEventDispatcher::instance();
     WaitTimer timeKeeper;
     startwork();
     while (loopGoesOn()) {
@@ -111,11 +107,15 @@ void VTThread::endwork() { }
 
 bool VTThread::loopGoesOn()
 {
-    const QMutexLocker lock(&wakeMutex);
-    if (working)
-        return true;
-    loopLives = false;
+    {
+        const QMutexLocker lock(&lifeMutex);
+        if (working)
+            return true;
+        loopLives = false;
+    }
     dispatcher = nullptr;
+    while (wakers > 0)
+        yieldCurrentThread();
     return false;
 }
 
@@ -144,19 +144,13 @@ void VTThread::waitForNextPass(QObject &timeKeeper)
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     events->processEvents(QEventLoop::AllEvents);
     if (nextPassMs == 0)
-        return void(takeWake());
+        return void(wakeRequested = false);
 
     const QDeadlineTimer end(nextPassMs, Qt::PreciseTimer);
     const int timer = timeKeeper.startTimer(nextPassMs, Qt::PreciseTimer);
-    while (working && !takeWake() && !end.hasExpired())
+    while (working && !wakeRequested.exchange(false) && !end.hasExpired())
         events->processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
     timeKeeper.killTimer(timer);
-}
-
-bool VTThread::takeWake()
-{
-    const QMutexLocker lock(&wakeMutex);
-    return std::exchange(wakeRequested, false);
 }
 
 void VTThread::delayNextPass(int ms)

@@ -64,8 +64,8 @@ public:
     /** True from initAndStart() until the loop has been told to end. */
     bool isWorking() const;
 
-    /** Ends the wait between two passes, or the next one if none is under way. Cheap; never blocks on the
-     * worker. */
+    /** Ends the wait between two passes, or the next one if none is under way. Cheap; takes no lock and never
+     * waits. */
     void wake();
 
 protected:
@@ -106,12 +106,12 @@ private:
     void runPass();
     void waitForNextPass(QObject &timeKeeper);
     bool loopGoesOn();
-    bool takeWake();
 
-    QMutex wakeMutex; // guards the three below
-    QAbstractEventDispatcher *dispatcher = nullptr; // the worker's own, while the loop runs
-    bool wakeRequested = false;
+    QMutex lifeMutex; // guards loopLives; wake() does without, since a producer of frames must not wait
     bool loopLives = false;
+    std::atomic<QAbstractEventDispatcher *> dispatcher{nullptr}; // the worker's own, while the loop runs
+    std::atomic<int> wakers{0}; // calls of wake() that may still use the dispatcher
+    std::atomic<bool> wakeRequested{false};
     int nextPassMs = 0; // the worker's
     bool lastPassFailed = false; // the worker's; one log line for a series of failing passes
 };

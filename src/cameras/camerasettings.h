@@ -5,12 +5,6 @@
 
 #include <atomic>
 
-// Marks accessors of settings for moc, which keeps it as QMetaMethod::tag(). It stands in front of
-// Q_INVOKABLE, since moc takes "PROPERTY_TAG int" for one type.
-#if !defined(Q_MOC_RUN) && !defined(PROPERTY_TAG)
-#define PROPERTY_TAG
-#endif
-
 /**
  * Keeps what every camera has, a rotation and a flip, in a file that is found again by the camera's name.
  *

@@ -240,7 +240,8 @@ private Q_SLOTS:
             worker.initAndStart();
             QVERIFY(worker.offerFrame(std::make_unique<cv::Mat>(taken)));
             QTRY_COMPARE(worker.lastNumber.load(), 2);
-            QTRY_VERIFY(worker.offerFrame(std::make_unique<cv::Mat>(left)));
+            QTRY_VERIFY(!worker.isOccupied());
+            QVERIFY(worker.offerFrame(std::make_unique<cv::Mat>(left)));
             QTRY_COMPARE(worker.lastNumber.load(), 3);
             worker.stopAndWait();
             QCOMPARE(holders(left), 2);
@@ -264,7 +265,8 @@ private Q_SLOTS:
         newest.initAndStart();
         newest.processFrame(frames::numbered(1));
         QTRY_VERIFY(isIdle(newest.statistics()));
-        QTRY_VERIFY(newest.offerFrame(std::make_unique<cv::Mat>(frames::numbered(2))));
+        QTRY_VERIFY(!newest.isOccupied());
+        QVERIFY(newest.offerFrame(std::make_unique<cv::Mat>(frames::numbered(2))));
         QTRY_COMPARE(newest.runs.load(), 2);
 
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("boom")));

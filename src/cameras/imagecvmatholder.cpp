@@ -38,12 +38,7 @@ QImage ImageCvMatHolder::getImage()
 
 void ImageCvMatHolder::setFrame(const cv::Mat &frame)
 {
-    {
-        cv::Mat next = frame;
-        const QMutexLocker lock(&frameMutex);
-        if (&frame != &this->frame)
-            cv::swap(this->frame, next);
-    } // the former frame goes after the lock: freeing its pixels can take a while
+    holdFrame(frame);
     Q_EMIT frameChanged(getFrame());
     Q_EMIT imageChanged();
 }
@@ -52,4 +47,13 @@ cv::Mat ImageCvMatHolder::getFrame()
 {
     const QMutexLocker lock(&frameMutex);
     return frame;
+}
+
+void ImageCvMatHolder::holdFrame(const cv::Mat &frame)
+{
+    if (&frame == &this->frame)
+        return;
+    cv::Mat next = frame; // becomes the former frame, freed after the lock since its pixels can take a while
+    const QMutexLocker lock(&frameMutex);
+    cv::swap(this->frame, next);
 }

@@ -61,6 +61,9 @@ Q_SIGNALS:
     void frameChanged(cv::Mat value);
 
 protected:
+    /** Holds \a frame without a signal, for a subclass that has signals of its own way. */
+    void holdFrame(const cv::Mat &frame);
+
     cv::Mat frame; // the current one; a subclass that touches it takes turns with setFrame() itself
 
 private:

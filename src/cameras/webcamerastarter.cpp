@@ -11,6 +11,9 @@ WebCameraStarter::~WebCameraStarter() = default;
 
 void WebCameraStarter::run()
 {
+    // After an error a QCamera counts as unavailable for ever, whether its device is back or not.
+    if (camera->error() != QCamera::NoError)
+        camera->unload();
     if (camera->isAvailable())
         camera->start();
 }

@@ -220,7 +220,7 @@ QVariant BasePropertyListWidget::value(const QString &property) const
     if (!isListed(property))
         return {};
     const QMetaProperty meta = metaProperty(property);
-    const QVariant value = meta.read(shown);
+    QVariant value = meta.read(shown);
     if (!meta.isEnumType() || value.userType() == QMetaType::Int)
         return value;
     // Flags of a registered type do not convert, but they are stored as an int.

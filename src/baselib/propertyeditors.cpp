@@ -7,6 +7,7 @@
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QLineEdit>
+#include <QLocale>
 #include <QSignalBlocker>
 #include <QSpinBox>
 #include <QVBoxLayout>

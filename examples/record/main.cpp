@@ -16,6 +16,7 @@
 #include <QTemporaryDir>
 #include <QTimer>
 
+#include <cmath>
 #include <csignal>
 #include <iostream>
 
@@ -77,7 +78,7 @@ int main(int argc, char **argv)
             recorder.stopRecord();
     };
     // Runs in the recorder's pass, so that the video gets exactly the frames that were asked for.
-    const auto wanted = static_cast<qulonglong>(options.seconds * options.rate + 0.5);
+    const auto wanted = static_cast<qulonglong>(std::llround(options.seconds * options.rate));
     const auto count = [&](qulonglong frames) {
         if (frames >= qMax<qulonglong>(1, wanted))
             stop();
@@ -107,7 +108,7 @@ int main(int argc, char **argv)
         } else if (interrupted && recorder.getIsRecording()) {
             stop();
         } else if (recorder.getIsRecording() && recorder.getFrameCount() == 0
-            && armed.elapsed() > 2 * firstFrameLimitMs) {
+            && armed.elapsed() > 2LL * firstFrameLimitMs) {
             app.exit(4);
         }
     });

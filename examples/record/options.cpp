@@ -86,10 +86,10 @@ Options parseOptions()
 
 QString defaultSource(const QString &folder)
 {
-    const QString sample = QStringLiteral("/usr/share/doc/opencv-doc/examples/data/vtest.avi");
+    QString sample = QStringLiteral("/usr/share/doc/opencv-doc/examples/data/vtest.avi");
     if (QFile::exists(sample))
         return sample;
-    const QString clip = QDir(folder).filePath(QStringLiteral("clip.avi"));
+    QString clip = QDir(folder).filePath(QStringLiteral("clip.avi"));
     QProcess::execute(QStringLiteral("ffmpeg"),
         {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-f"), QStringLiteral("lavfi"),
             QStringLiteral("-i"), QStringLiteral("testsrc=duration=10:size=640x480:rate=25"), clip});

@@ -10,7 +10,7 @@ using namespace FrameTimeLogFormat;
 namespace {
 
 // A title is one line of text; a longer "line" is no title but a damaged file.
-constexpr qint64 maximumTitleLength = 64 * 1024;
+constexpr qint64 maximumTitleLength = 65536;
 
 QByteArray serialized(qint64 value)
 {

@@ -114,10 +114,10 @@ void RecordingTempFile::setWantedFolder(const QString &folder)
 
 QString RecordingTempFile::usableFolder()
 {
-    const QString wanted = wantedFolder();
+    QString wanted = wantedFolder();
     if (isUsable(wanted))
         return wanted;
-    const QString fallback = privateFolder();
+    QString fallback = privateFolder();
     bool tell = false;
     {
         Registry &shared = registry();

@@ -144,22 +144,6 @@ QString IPCameraSource::urlWithoutPassword() const
     return masked;
 }
 
-cv::Mat FramePool::take(cv::Size size, int type)
-{
-    if (size.empty())
-        return {};
-    for (const cv::Mat &buffer : buffers) {
-        // Read as an atomic, so that whatever the last other holder did with the pixels is over.
-        if (buffer.u && buffer.size() == size && buffer.type() == type
-            && CV_XADD(&buffer.u->refcount, 0) == 1)
-            return buffer;
-    }
-    cv::Mat &replaced = buffers[oldest];
-    oldest = (oldest + 1) % buffers.size();
-    replaced = cv::Mat(size, type);
-    return replaced;
-}
-
 void IPCameraLoop::run(const std::shared_ptr<LoopControl> &control, LoopControl::Generation generation,
     const IPCameraSource &source, const Hooks &hooks)
 {

@@ -136,6 +136,7 @@ bool CameraGrabber::present(const QVideoFrame &frame)
 {
     this->frame.reset();
     if (!frame.isValid()) {
+        pool = FramePool(); // the end of a stream, for some devices
         setError(IncorrectFormatError);
         stop();
         return false;
@@ -156,7 +157,7 @@ bool CameraGrabber::present(const QVideoFrame &frame)
     return true;
 }
 
-cv::Mat CameraGrabber::convert(const QImage &delivered, const std::shared_ptr<MappedFrame> &owner) const
+cv::Mat CameraGrabber::convert(const QImage &delivered, const std::shared_ptr<MappedFrame> &owner)
 {
     const FrameOrientation orientation = frameOrientation(rotation, flip);
     const bool asItIs = hasBlueGreenRedBytes(delivered.format());
@@ -165,8 +166,11 @@ cv::Mat CameraGrabber::convert(const QImage &delivered, const std::shared_ptr<Ma
     const QImage &source = asItIs ? delivered : widened;
     const cv::Mat pixels(source.height(), source.width(), CV_8UC4, const_cast<uchar *>(source.constBits()),
         size_t(source.bytesPerLine()));
-    if (useCVTColor)
-        return withoutAlpha(pixels, orientation);
+    if (useCVTColor) {
+        cv::Mat converted = pool.take(orientation.of(pixels.size()), CV_8UC3);
+        takeColours(pixels, orientation, converted);
+        return converted;
+    }
     if (!orientation.isIdentity())
         return reoriented(pixels, orientation);
     return asItIs ? MappedFrameAllocator::wrap(source, owner) : pixels.clone();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "cameras/framepool_p.h"
 #include "image/imagebridge.h"
 #include "vtcv_export.h"
 
@@ -56,10 +57,11 @@ Q_SIGNALS:
     void imageReady(cv::Mat image);
 
 private:
-    cv::Mat convert(const QImage &delivered, const std::shared_ptr<MappedFrame> &owner) const;
+    cv::Mat convert(const QImage &delivered, const std::shared_ptr<MappedFrame> &owner);
     bool isTooFarAhead();
 
     cv::Mat image; // what present() works on; empty outside of it
+    FramePool pool; // new pixels cost more than the conversion into them
     std::shared_ptr<MappedFrame> frame; // the last one, mapped until the next one comes
     QImage::Format imageFormat = QImage::Format_Invalid; // given to start()
     bool losesFrames = false; // the receiver is behind, and this has been said

@@ -2,12 +2,72 @@
 
 #include "cameras/camerasettings.h"
 
+#include <QtGlobal>
+
+#include <opencv2/core/hal/intrin.hpp>
 #include <opencv2/imgproc.hpp>
+#include <opencv2/imgproc/hal/hal.hpp>
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
 
 namespace {
 
-constexpr int rowsPerStripe =
-    64; // small enough to share the work evenly, large enough to be worth a hand-over
+constexpr int bandRows = 16; // of a band that is converted and transposed while it is in the cache
+constexpr double pixelsPerTask = 1 << 18; // less is not worth the hand-over to another thread
+
+// Rows of a device may begin at any address.
+void mirror(const uchar *from, quint32 *to, int count)
+{
+    int i = 0;
+#if CV_SIMD128
+    for (; i <= count - 4; i += 4)
+        cv::v_store(
+            to + (count - 4 - i), cv::v_reverse(cv::v_load(reinterpret_cast<const quint32 *>(from) + i)));
+#endif
+    for (; i < count; ++i)
+        std::memcpy(to + (count - 1 - i), from + size_t(4) * size_t(i), 4);
+}
+
+// Asks for the beginning of each page of a row. The processor foresees that memory is read upwards within a
+// page, but not the jump to the row above, which costs as much time again as the conversion.
+void prefetch(const uchar *row, size_t bytes)
+{
+#ifdef __GNUC__
+    constexpr size_t pageSize = 4096;
+    constexpr size_t lineSize = 64;
+    constexpr size_t wanted = 8 * lineSize;
+    size_t page = 0;
+    while (page < bytes) {
+        for (size_t line = page; line < std::min(page + wanted, bytes); line += lineSize)
+            __builtin_prefetch(row + line);
+        page += pageSize - reinterpret_cast<quintptr>(row + page) % pageSize;
+    }
+#else
+    Q_UNUSED(row)
+    Q_UNUSED(bytes)
+#endif
+}
+
+// Fills `target` with the rows that come to `rows`, before any transposition. They are converted one by one,
+// below the level of cv::cvtColor(), whose checks would cost more than a row's pixels.
+void convertRows(const cv::Mat &delivered, FrameOrientation orientation, cv::Range rows, cv::Mat target,
+    std::vector<quint32> &mirrored)
+{
+    for (int y = rows.start; y < rows.end; ++y) {
+        const uchar *source = delivered.ptr(orientation.mirrorRows ? delivered.rows - 1 - y : y);
+        if (orientation.mirrorRows && y + 1 < delivered.rows)
+            prefetch(source - delivered.step, delivered.step);
+        if (orientation.mirrorColumns) {
+            // Four bytes a pixel are mirrored much faster than three, and a row stays in the cache.
+            mirror(source, mirrored.data(), delivered.cols);
+            source = reinterpret_cast<const uchar *>(mirrored.data());
+        }
+        cv::hal::cvtBGRtoBGR(source, delivered.step, target.ptr(y - rows.start), target.step, delivered.cols,
+            1, CV_8U, 4, 3, false);
+    }
+}
 
 } // namespace
 
@@ -37,34 +97,27 @@ FrameOrientation frameOrientation(int rotation, int flip)
     return result;
 }
 
-cv::Mat withoutAlpha(const cv::Mat &delivered, FrameOrientation orientation)
+void takeColours(const cv::Mat &delivered, FrameOrientation orientation, cv::Mat &frame)
 {
     CV_Assert(delivered.type() == CV_8UC4);
-    cv::Mat frame(delivered.size(), CV_8UC3);
-    if (!orientation.mirrorRows && !orientation.mirrorColumns) {
-        cv::cvtColor(delivered, frame, cv::COLOR_BGRA2BGR);
-    } else {
-        const auto convertRows = [&](const cv::Range &range) {
-            cv::Mat mirrored;
-            for (int y = range.start; y < range.end; ++y) {
-                cv::Mat source = delivered.row(orientation.mirrorRows ? delivered.rows - 1 - y : y);
-                if (orientation.mirrorColumns) {
-                    // Four bytes a pixel are mirrored much faster than three, and a row stays in the cache.
-                    cv::flip(source, mirrored, 1);
-                    source = mirrored;
-                }
-                cv::Mat target = frame.row(y);
-                cv::cvtColor(source, target, cv::COLOR_BGRA2BGR);
+    frame.create(orientation.of(delivered.size()), CV_8UC3);
+    const auto convertBands = [&](const cv::Range &bands) {
+        std::vector<quint32> mirrored(orientation.mirrorColumns ? size_t(delivered.cols) : 0);
+        cv::Mat upright; // a band that has yet to be transposed
+        for (int band = bands.start; band < bands.end; ++band) {
+            const cv::Range rows(band * bandRows, std::min((band + 1) * bandRows, delivered.rows));
+            if (!orientation.transpose) {
+                convertRows(delivered, orientation, rows, frame.rowRange(rows), mirrored);
+                continue;
             }
-        };
-        cv::parallel_for_(
-            cv::Range(0, frame.rows), convertRows, std::max(1.0, double(frame.rows) / rowsPerStripe));
-    }
-    if (!orientation.transpose)
-        return frame;
-    cv::Mat transposed;
-    cv::transpose(frame, transposed);
-    return transposed;
+            upright.create(rows.size(), delivered.cols, CV_8UC3);
+            convertRows(delivered, orientation, rows, upright, mirrored);
+            cv::transpose(upright, frame.colRange(rows));
+        }
+    };
+    const int bands = (delivered.rows + bandRows - 1) / bandRows;
+    cv::parallel_for_(
+        cv::Range(0, bands), convertBands, std::max(1.0, double(delivered.total()) / pixelsPerTask));
 }
 
 cv::Mat reoriented(const cv::Mat &delivered, FrameOrientation orientation)

@@ -15,6 +15,9 @@ struct FrameOrientation
     bool transpose = false; // rows become columns
 
     bool isIdentity() const { return !mirrorRows && !mirrorColumns && !transpose; }
+
+    /** The size that a delivered frame of \a size has afterwards. */
+    cv::Size of(cv::Size size) const { return transpose ? cv::Size(size.height, size.width) : size; }
 };
 
 /**
@@ -25,12 +28,12 @@ struct FrameOrientation
 VTCV_TEST_EXPORT FrameOrientation frameOrientation(int rotation, int flip);
 
 /**
- * Makes a new CV_8UC3 frame (blue, green, red) from \a delivered, CV_8UC4 with any row step, in one pass over
- * the pixels; in two where rows become columns.
+ * Fills \a frame, CV_8UC3 (blue, green, red), from \a delivered, CV_8UC4 with any row step, in a single pass
+ * over the pixels. A frame of another size or type gets new pixels.
  *
  * \thread Any. Uses OpenCV's threads.
  */
-VTCV_TEST_EXPORT cv::Mat withoutAlpha(const cv::Mat &delivered, FrameOrientation orientation);
+VTCV_TEST_EXPORT void takeColours(const cv::Mat &delivered, FrameOrientation orientation, cv::Mat &frame);
 
 /** Makes a new frame of the type of \a delivered, which must not have the identity as \a orientation. */
 VTCV_TEST_EXPORT cv::Mat reoriented(const cv::Mat &delivered, FrameOrientation orientation);

@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr QSize delivered(60, 40); // not square, and small enough for each pixel to be another one
+constexpr QSize delivered(61, 40); // not square, and small enough for each pixel to be another one
 
 enum Corner
 {
@@ -158,7 +158,6 @@ private Q_SLOTS:
         QCOMPARE(frames.size(), size_t(5));
 
         QCOMPARE(difference(frames[0], expected), 0.0);
-        QCOMPARE(frames[0].u->refcount, 1); // nothing stays behind in the grabber
         QVERIFY(difference(frames[1], expected) < 8.0); // five or six bits of eight
         QCOMPARE(frames[2].type(), CV_8UC4);
         QCOMPARE(difference(colours(frames[2]), expected), 0.0);

@@ -1,6 +1,6 @@
 #include "cameras/frameundistorter.h"
 
-#include <QMutexLocker>
+#include "image/racecheck_p.h"
 
 #include <opencv2/calib3d.hpp>
 #include <opencv2/imgproc.hpp>
@@ -59,7 +59,7 @@ cv::Mat FrameUndistorter::undistort(const cv::Mat &frame) const
 std::shared_ptr<const FrameUndistorter::Maps> FrameUndistorter::mapsFor(cv::Size size) const
 {
     // Held while the maps are built, so that threads with the first frames do not all build them.
-    const QMutexLocker lock(&mutex);
+    const RaceCheck::Locker lock(&mutex);
     const auto known =
         std::find_if(maps.begin(), maps.end(), [&](const auto &entry) { return entry->size == size; });
     if (known != maps.end()) {

@@ -1,6 +1,6 @@
 #include "cameras/imagecvmatholder.h"
 
-#include <QMutexLocker>
+#include "image/racecheck_p.h"
 
 #include <memory>
 
@@ -45,7 +45,7 @@ void ImageCvMatHolder::setFrame(const cv::Mat &frame)
 
 cv::Mat ImageCvMatHolder::getFrame()
 {
-    const QMutexLocker lock(&frameMutex);
+    const RaceCheck::Locker lock(&frameMutex);
     return frame;
 }
 
@@ -54,6 +54,6 @@ void ImageCvMatHolder::holdFrame(const cv::Mat &frame)
     if (&frame == &this->frame)
         return;
     cv::Mat next = frame; // becomes the former frame, freed after the lock since its pixels can take a while
-    const QMutexLocker lock(&frameMutex);
+    const RaceCheck::Locker lock(&frameMutex);
     cv::swap(this->frame, next);
 }

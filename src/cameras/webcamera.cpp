@@ -6,6 +6,7 @@
 #include "cameras/cameragrabber_p.h"
 #include "cameras/webcamerasettings_p.h"
 #include "cameras/webcamerastarter_p.h"
+#include "image/racecheck_p.h"
 
 #include <QCamera>
 #include <QFile>
@@ -94,13 +95,13 @@ void WebCamera::useCVTColor(bool use)
 
 cv::Mat WebCamera::getDistortionCoeffs() const
 {
-    const QMutexLocker lock(&calibrationMutex);
+    const RaceCheck::Locker lock(&calibrationMutex);
     return distortionCoeffs ? distortionCoeffs->clone() : cv::Mat();
 }
 
 cv::Mat WebCamera::getCameraMatrix() const
 {
-    const QMutexLocker lock(&calibrationMutex);
+    const RaceCheck::Locker lock(&calibrationMutex);
     return cameraMatrix ? cameraMatrix->clone() : cv::Mat();
 }
 
@@ -127,6 +128,7 @@ void WebCamera::internalStart()
     }
     starter = new WebCameraStarter(camera);
     connect(starter, &QThread::finished, this, &WebCamera::startEnded);
+    RaceCheck::release(starter);
     starter->start(QThread::InheritPriority);
 }
 
@@ -167,7 +169,7 @@ void WebCamera::loadCalibration(const QString &path)
         auto matrix = std::make_unique<cv::Mat>(cv::Mat::zeros(3, 3, CV_32F));
         if (!LoadCamInstrinsics(path, distortion.get(), matrix.get()))
             return;
-        const QMutexLocker lock(&calibrationMutex);
+        const RaceCheck::Locker lock(&calibrationMutex);
         distortionCoeffs = std::move(distortion);
         cameraMatrix = std::move(matrix);
     } catch (const std::exception &) { // the camera keeps its former calibration

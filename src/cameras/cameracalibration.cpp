@@ -10,7 +10,7 @@ namespace {
 
 // Some fifty times what a calibration needs. A parser's time grows with the square of a tag's attributes, so
 // this bounds the time as well as the memory.
-constexpr qint64 maxBytes = 64 * 1024;
+constexpr qint64 maxBytes = 65536;
 
 struct Texts
 {

@@ -182,11 +182,12 @@ bool CameraGrabber::isTooFarAhead()
         losesFrames = false;
         return false;
     }
-    if (!losesFrames)
+    if (!losesFrames) {
         GlobalConsole::writeLine(
             tr("Frames of the camera \"%1\" are lost, since the application does not take them")
                 .arg(objectName()),
             QDateTime::currentDateTime());
+    }
     losesFrames = true;
     return true;
 }

@@ -14,10 +14,10 @@ namespace {
 // More than a month at 30 Hz, and still within what one QVector can hold.
 constexpr int maximumFrames = 100'000'000;
 
-QString text(const char *source)
+struct Text
 {
-    return QCoreApplication::translate("FrameTimeLogReader", source);
-}
+    Q_DECLARE_TR_FUNCTIONS(FrameTimeLogReader)
+};
 
 bool byFrameNumber(const FrameTimeLogReader::Entry &a, const FrameTimeLogReader::Entry &b)
 {
@@ -59,11 +59,11 @@ bool FrameTimeLogReader::open(const QString &path, Damage damage)
         return fail(file.errorString());
     std::array<quint32, 4> header;
     if (!readWords(file, header) || header[0] != tag)
-        return fail(text("This is no frame time log."));
+        return fail(Text::tr("This is no frame time log."));
     const quint32 recordCount = header[1];
     const bool salvage = damage == Damage::Salvage;
     if (!salvage && recordCount > (file.size() - fileHeaderSize) / (recordHeaderSize + valueSize))
-        return fail(text("The log is cut off."));
+        return fail(Text::tr("The log is cut off."));
 
     bool foreign = false;
     const bool clean = walk(file, [&](qint64 position, RecordHeader record) {
@@ -79,12 +79,13 @@ bool FrameTimeLogReader::open(const QString &path, Damage damage)
         return true;
     });
     if (!clean && !salvage)
-        return fail(foreign ? text("The log holds a record that is no time.") : text("The log is damaged."));
+        return fail(
+            foreign ? Text::tr("The log holds a record that is no time.") : Text::tr("The log is damaged."));
     keepNewest(byFrame);
     if (!salvage && quint32(byFrame.size()) != recordCount)
-        return fail(text("The log holds another number of frames than its header tells."));
+        return fail(Text::tr("The log holds another number of frames than its header tells."));
     if (salvage && byFrame.isEmpty())
-        return fail(text("The log holds no whole record."));
+        return fail(Text::tr("The log holds no whole record."));
     byTime = byFrame;
     std::sort(byTime.begin(), byTime.end(), earlier);
     return true;

@@ -1,0 +1,298 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="en_US">
+<context>
+    <name>CameraFlip</name>
+    <message>
+        <source>FlipNone</source>
+        <translation>None</translation>
+    </message>
+    <message>
+        <source>FlipX</source>
+        <translation>Horizontal</translation>
+    </message>
+    <message>
+        <source>FlipY</source>
+        <translation>Vertical</translation>
+    </message>
+    <message>
+        <source>FlipXY</source>
+        <translation>Horizontal and vertical</translation>
+    </message>
+</context>
+<context>
+    <name>CameraGrabber</name>
+    <message>
+        <source>Frames of the camera &quot;%1&quot; are lost, since the application does not take them</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>CameraRotation</name>
+    <message>
+        <source>Rotate0</source>
+        <translation>0°</translation>
+    </message>
+    <message>
+        <source>Rotate90</source>
+        <translation>90°</translation>
+    </message>
+    <message>
+        <source>Rotate180</source>
+        <translation>180°</translation>
+    </message>
+    <message>
+        <source>Rotate270</source>
+        <translation>270°</translation>
+    </message>
+</context>
+<context>
+    <name>FFMpegProcessor</name>
+    <message>
+        <source>%1 could not be renamed to %2 and stays under its name</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>ffmpeg cannot be started: %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>FPSWidget</name>
+    <message>
+        <source>Frame rate; no frames at the moment</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Frame rate</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 fps</source>
+        <comment>frames per second</comment>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>FrameTimeLogReader</name>
+    <message>
+        <source>This is no frame time log.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The log is cut off.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The log holds a record that is no time.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The log is damaged.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The log holds another number of frames than its header tells.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The log holds no whole record.</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>Generic</name>
+    <message>
+        <source>CameraSettings</source>
+        <translation>Camera</translation>
+    </message>
+    <message>
+        <source>Rotation</source>
+        <translation>Rotation</translation>
+    </message>
+    <message>
+        <source>Flip</source>
+        <translation>Flip</translation>
+    </message>
+    <message>
+        <source>WebCameraSettings</source>
+        <translation>Local camera</translation>
+    </message>
+    <message>
+        <source>Exposure</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>UseCalibration</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>CalibrationFile</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>IPCameraSettings</source>
+        <translation>Network camera</translation>
+    </message>
+    <message>
+        <source>Ip</source>
+        <translation>Address</translation>
+    </message>
+    <message>
+        <source>Login</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Password</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>PropertyListControl</name>
+    <message>
+        <source>Show the text</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Show %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Choose a colour</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Choose %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Choose a folder</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Choose a file</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Reset to the default</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Reset %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Properties</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Undo</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Redo</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Undo the last change</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Redo what was undone</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>UIHelper</name>
+    <message>
+        <source>The icon %1 cannot be shown</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>VTSettings</name>
+    <message>
+        <source>its encoding is not supported</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>it has a document type</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>an element has too many attributes</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>its document element is not &quot;%1&quot;</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>it is nested too deep</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>line %1: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>it cannot be stored</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>it is no regular file</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>it is too large</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>it would become too large</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>it is write-protected</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>no copy of the broken file can be kept beside it</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>cannot be read</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>holds no usable value for %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>cannot be written, changes stay in memory</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>no file can have this name</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>cannot hold the value of %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>its folder cannot be made</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Settings file %1 %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>VideoRecorderWidget</name>
+    <message>
+        <source>Hz</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+</TS>

@@ -28,6 +28,25 @@
     </message>
 </context>
 <context>
+    <name>CameraHealthWatch</name>
+    <message>
+        <source>gives no frames</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The device reports error %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>gives frames again, after %1 s</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Camera %1: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>CameraRotation</name>
     <message>
         <source>Rotate0</source>
@@ -44,6 +63,58 @@
     <message>
         <source>Rotate270</source>
         <translation>270°</translation>
+    </message>
+</context>
+<context>
+    <name>CameraStatusWidget</name>
+    <message>
+        <source>Off</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No camera</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Starting</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Live</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Stalled %1</source>
+        <comment>time without frames</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Offline %1</source>
+        <comment>time without frames</comment>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No frame yet</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Last frame %1 ago</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message numerus="yes">
+        <source>%n outage(s), %1 in all</source>
+        <translation>
+            <numerusform>%n outage, %1 in all</numerusform>
+            <numerusform>%n outages, %1 in all</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Last error: %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Camera status</source>
+        <translation type="unfinished"></translation>
     </message>
 </context>
 <context>

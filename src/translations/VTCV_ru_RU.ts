@@ -28,6 +28,25 @@
     </message>
 </context>
 <context>
+    <name>CameraHealthWatch</name>
+    <message>
+        <source>gives no frames</source>
+        <translation>нет кадров</translation>
+    </message>
+    <message>
+        <source>The device reports error %1</source>
+        <translation>Устройство сообщает об ошибке %1</translation>
+    </message>
+    <message>
+        <source>gives frames again, after %1 s</source>
+        <translation>кадры снова поступают, перерыв %1 с</translation>
+    </message>
+    <message>
+        <source>Camera %1: %2</source>
+        <translation>Камера %1: %2</translation>
+    </message>
+</context>
+<context>
     <name>CameraRotation</name>
     <message>
         <source>Rotate0</source>
@@ -44,6 +63,59 @@
     <message>
         <source>Rotate270</source>
         <translation>270°</translation>
+    </message>
+</context>
+<context>
+    <name>CameraStatusWidget</name>
+    <message>
+        <source>Off</source>
+        <translation>Выключена</translation>
+    </message>
+    <message>
+        <source>No camera</source>
+        <translation>Нет камеры</translation>
+    </message>
+    <message>
+        <source>Starting</source>
+        <translation>Запускается</translation>
+    </message>
+    <message>
+        <source>Live</source>
+        <translation>Работает</translation>
+    </message>
+    <message>
+        <source>Stalled %1</source>
+        <comment>time without frames</comment>
+        <translation>Нет кадров %1</translation>
+    </message>
+    <message>
+        <source>Offline %1</source>
+        <comment>time without frames</comment>
+        <translation>Нет связи %1</translation>
+    </message>
+    <message>
+        <source>No frame yet</source>
+        <translation>Кадров ещё не было</translation>
+    </message>
+    <message>
+        <source>Last frame %1 ago</source>
+        <translation>Последний кадр %1 назад</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n outage(s), %1 in all</source>
+        <translation>
+            <numerusform>%n перерыв, всего %1</numerusform>
+            <numerusform>%n перерыва, всего %1</numerusform>
+            <numerusform>%n перерывов, всего %1</numerusform>
+        </translation>
+    </message>
+    <message>
+        <source>Last error: %1</source>
+        <translation>Последняя ошибка: %1</translation>
+    </message>
+    <message>
+        <source>Camera status</source>
+        <translation>Состояние камеры</translation>
     </message>
 </context>
 <context>

@@ -14,7 +14,7 @@ CameraWatcher::CameraWatcher(QObject *parent) : QObject(parent)
     const QList<QCameraInfo> devices = QCameraInfo::availableCameras(QCamera::UnspecifiedPosition);
     for (const QCameraInfo &device : devices) {
         qDebug() << device.description();
-        if (!device.description().startsWith(QLatin1String("Logi Capture")))
+        if (!isIgnored(device))
             addCamera(new WebCamera(device, nullptr));
     }
 }
@@ -29,6 +29,11 @@ CameraWatcher *CameraWatcher::Instance()
 void CameraWatcher::removeWatcher()
 {
     delete std::exchange(static_instance, nullptr);
+}
+
+bool CameraWatcher::isIgnored(const QCameraInfo &device)
+{
+    return device.description().startsWith(QLatin1String("Logi Capture"));
 }
 
 void CameraWatcher::addCamera(Camera *camera)

@@ -7,6 +7,7 @@
 #include <QString>
 
 class Camera;
+class QCameraInfo;
 
 /**
  * Lists the cameras of an application: one WebCamera for each local device, and what the application adds.
@@ -16,8 +17,8 @@ class Camera;
  *     Camera *camera = cameras->getByName(QStringLiteral("Gate"));
  *
  * The first Instance() looks for devices, loads each and can take as long as they need. Devices that come
- * later are not seen by this class alone; one whose description starts with "Logi Capture" is left out, as it
- * is another device's picture once more.
+ * later are seen by CameraHotplugWatch alone; one whose description starts with "Logi Capture" is left out,
+ * as it is another device's picture once more.
  *
  * The list owns no camera. The WebCamera objects that it makes live until the application deletes them; a
  * camera that is deleted leaves the list. The same camera may be in it twice.
@@ -34,6 +35,9 @@ public:
 
     /** Deletes the instance and none of the cameras; the next Instance() makes new ones. */
     void removeWatcher();
+
+    /** Tells whether devices such as \a device are left out. */
+    static bool isIgnored(const QCameraInfo &device);
 
     /** Appends \a camera; null is ignored. */
     void addCamera(Camera *camera);

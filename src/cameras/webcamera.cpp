@@ -28,7 +28,7 @@ void resize(QCamera *camera, QSize size)
 
 } // namespace
 
-WebCamera::WebCamera(QCameraInfo info, QObject *parent) : Camera(parent)
+WebCamera::WebCamera(QCameraInfo info, QObject *parent) : Camera(parent), info(info)
 {
     settings = webSettings = new WebCameraSettings(info.description(), nullptr);
     webSettings->reload();

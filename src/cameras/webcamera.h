@@ -72,6 +72,9 @@ public:
      */
     QCamera *device() const { return camera; }
 
+    /** What the camera was made with. */
+    QCameraInfo deviceInfo() const { return info; }
+
     /**
      * Copies of what the last file in the setting `CalibrationFile` held: four distortion coefficients (4x1,
      * CV_32F), and the 3x3 CV_32F camera matrix, in pixels. Empty before a file was read. A path that is
@@ -112,6 +115,7 @@ private:
 
     std::unique_ptr<cv::Mat> distortionCoeffs; // null until a calibration was read
     std::unique_ptr<cv::Mat> cameraMatrix;
+    const QCameraInfo info;
     QCamera *camera = nullptr; // a child, as the grabber; the starter's while it runs
     CameraGrabber *grabber = nullptr;
     WebCameraSettings *webSettings = nullptr; // owned; the same object as `settings`

@@ -47,6 +47,21 @@
     </message>
 </context>
 <context>
+    <name>CameraHotplugWatch</name>
+    <message>
+        <source>Camera %1 is gone</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Camera %1 is back</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Camera %1 is new</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>CameraRotation</name>
     <message>
         <source>Rotate0</source>

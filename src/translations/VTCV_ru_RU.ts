@@ -47,6 +47,21 @@
     </message>
 </context>
 <context>
+    <name>CameraHotplugWatch</name>
+    <message>
+        <source>Camera %1 is gone</source>
+        <translation>Камера %1 отключена</translation>
+    </message>
+    <message>
+        <source>Camera %1 is back</source>
+        <translation>Камера %1 снова подключена</translation>
+    </message>
+    <message>
+        <source>Camera %1 is new</source>
+        <translation>Подключена новая камера %1</translation>
+    </message>
+</context>
+<context>
     <name>CameraRotation</name>
     <message>
         <source>Rotate0</source>

@@ -62,6 +62,45 @@
     </message>
 </context>
 <context>
+    <name>CameraOptionsControl</name>
+    <message>
+        <source>Save image</source>
+        <translation>Save image</translation>
+    </message>
+    <message>
+        <source>PNG(*.png);;JPG(*.jpg);;BMP(*.bmp)</source>
+        <translation>PNG(*.png);;JPG(*.jpg);;BMP(*.bmp)</translation>
+    </message>
+    <message>
+        <source>The snapshot %1 cannot be written: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Not selected</source>
+        <translation>Not selected</translation>
+    </message>
+    <message>
+        <source>Camera</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Resolution</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Take a snapshot</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Camera settings</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Rotation</source>
+        <translation>Rotation</translation>
+    </message>
+</context>
+<context>
     <name>CameraRotation</name>
     <message>
         <source>Rotate0</source>

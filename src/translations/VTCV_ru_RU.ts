@@ -62,6 +62,45 @@
     </message>
 </context>
 <context>
+    <name>CameraOptionsControl</name>
+    <message>
+        <source>Save image</source>
+        <translation>Сохранить изображение</translation>
+    </message>
+    <message>
+        <source>PNG(*.png);;JPG(*.jpg);;BMP(*.bmp)</source>
+        <translation>PNG(*.png);;JPG(*.jpg);;BMP(*.bmp)</translation>
+    </message>
+    <message>
+        <source>The snapshot %1 cannot be written: %2</source>
+        <translation>Не удалось записать снимок %1: %2</translation>
+    </message>
+    <message>
+        <source>Not selected</source>
+        <translation>Не выбрано</translation>
+    </message>
+    <message>
+        <source>Camera</source>
+        <translation>Камера</translation>
+    </message>
+    <message>
+        <source>Resolution</source>
+        <translation>Разрешение</translation>
+    </message>
+    <message>
+        <source>Take a snapshot</source>
+        <translation>Сделать снимок</translation>
+    </message>
+    <message>
+        <source>Camera settings</source>
+        <translation>Настройки камеры</translation>
+    </message>
+    <message>
+        <source>Rotation</source>
+        <translation>Поворот</translation>
+    </message>
+</context>
+<context>
     <name>CameraRotation</name>
     <message>
         <source>Rotate0</source>

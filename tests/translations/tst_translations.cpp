@@ -24,6 +24,10 @@ constexpr Text texts[] = {
     {"CameraFlip", "FlipXY", "Horizontal and vertical", "По горизонтали и вертикали"},
     {"Generic", "Rotation", "Rotation", "Поворот"},
     {"Generic", "Flip", "Flip", "Отражение"},
+    {"CameraOptionsControl", "Not selected", "Not selected", "Не выбрано"},
+    {"CameraOptionsControl", "Save image", "Save image", "Сохранить изображение"},
+    {"CameraOptionsControl", "PNG(*.png);;JPG(*.jpg);;BMP(*.bmp)", "PNG(*.png);;JPG(*.jpg);;BMP(*.bmp)",
+        "PNG(*.png);;JPG(*.jpg);;BMP(*.bmp)"},
     {"VideoRecorderWidget", "Hz", nullptr, "Гц"}, // null: the file has none, so the source is shown
     {"VideoRecorderOptimizationProgressWidget", "Подготовка видео", nullptr, nullptr},
 };

@@ -273,6 +273,17 @@
     </message>
 </context>
 <context>
+    <name>HeatMapAccumulator</name>
+    <message>
+        <source>Heat</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 %</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>PropertyListControl</name>
     <message>
         <source>Show the text</source>

@@ -274,6 +274,17 @@
     </message>
 </context>
 <context>
+    <name>HeatMapAccumulator</name>
+    <message>
+        <source>Heat</source>
+        <translation>Интенсивность</translation>
+    </message>
+    <message>
+        <source>%1 %</source>
+        <translation>%1 %</translation>
+    </message>
+</context>
+<context>
     <name>PropertyListControl</name>
     <message>
         <source>Show the text</source>

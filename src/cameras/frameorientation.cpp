@@ -15,16 +15,39 @@
 namespace {
 
 constexpr int bandRows = 16; // of a band that is converted and transposed while it is in the cache
+constexpr size_t lineSize = 64; // of the cache, in bytes
+constexpr int pixelsPerLine = 16;
 constexpr double pixelsPerTask = 1 << 18; // less is not worth the hand-over to another thread
 
-// Rows of a device may begin at any address.
-void mirror(const uchar *from, quint32 *to, int count)
+void prefetch(const uchar *address)
+{
+#ifdef __GNUC__
+    __builtin_prefetch(address);
+#else
+    Q_UNUSED(address)
+#endif
+}
+
+// Rows of a device may begin at any address. The row `next` is fetched meanwhile.
+void mirror(const uchar *from, const uchar *next, quint32 *to, int count)
 {
     int i = 0;
 #if CV_SIMD128
-    for (; i <= count - 4; i += 4)
-        cv::v_store(
-            to + (count - 4 - i), cv::v_reverse(cv::v_load(reinterpret_cast<const quint32 *>(from) + i)));
+    const auto load = [&](int at) { return cv::v_load(reinterpret_cast<const quint32 *>(from) + at); };
+    const auto store = [&](int at, const cv::v_uint32x4 &pixels) {
+        cv::v_store(to + (count - 4 - at), cv::v_reverse(pixels));
+    };
+    for (; i <= count - pixelsPerLine; i += pixelsPerLine) {
+        prefetch(next + size_t(4) * size_t(i));
+        const cv::v_uint32x4 first = load(i);
+        const cv::v_uint32x4 second = load(i + 4);
+        const cv::v_uint32x4 third = load(i + 8);
+        const cv::v_uint32x4 fourth = load(i + 12);
+        store(i, first);
+        store(i + 4, second);
+        store(i + 8, third);
+        store(i + 12, fourth);
+    }
 #endif
     for (; i < count; ++i)
         std::memcpy(to + (count - 1 - i), from + size_t(4) * size_t(i), 4);
@@ -32,22 +55,16 @@ void mirror(const uchar *from, quint32 *to, int count)
 
 // Asks for the beginning of each page of a row. The processor foresees that memory is read upwards within a
 // page, but not the jump to the row above, which costs as much time again as the conversion.
-void prefetch(const uchar *row, size_t bytes)
+void prefetchPages(const uchar *row, size_t bytes)
 {
-#ifdef __GNUC__
     constexpr size_t pageSize = 4096;
-    constexpr size_t lineSize = 64;
     constexpr size_t wanted = 8 * lineSize;
     size_t page = 0;
     while (page < bytes) {
         for (size_t line = page; line < std::min(page + wanted, bytes); line += lineSize)
-            __builtin_prefetch(row + line);
+            prefetch(row + line);
         page += pageSize - reinterpret_cast<quintptr>(row + page) % pageSize;
     }
-#else
-    Q_UNUSED(row)
-    Q_UNUSED(bytes)
-#endif
 }
 
 // Fills `target` with the rows that come to `rows`, before any transposition. They are converted one by one,
@@ -55,14 +72,18 @@ void prefetch(const uchar *row, size_t bytes)
 void convertRows(const cv::Mat &delivered, FrameOrientation orientation, cv::Range rows, cv::Mat target,
     std::vector<quint32> &mirrored)
 {
+    const auto sourceRow = [&](int y) {
+        return delivered.ptr(orientation.mirrorRows ? delivered.rows - 1 - y : y);
+    };
     for (int y = rows.start; y < rows.end; ++y) {
-        const uchar *source = delivered.ptr(orientation.mirrorRows ? delivered.rows - 1 - y : y);
-        if (orientation.mirrorRows && y + 1 < delivered.rows)
-            prefetch(source - delivered.step, delivered.step);
+        const uchar *source = sourceRow(y);
+        const uchar *const next = sourceRow(std::min(y + 1, delivered.rows - 1));
         if (orientation.mirrorColumns) {
             // Four bytes a pixel are mirrored much faster than three, and a row stays in the cache.
-            mirror(source, mirrored.data(), delivered.cols);
+            mirror(source, next, mirrored.data(), delivered.cols);
             source = reinterpret_cast<const uchar *>(mirrored.data());
+        } else if (orientation.mirrorRows) {
+            prefetchPages(next, delivered.elemSize() * size_t(delivered.cols));
         }
         cv::hal::cvtBGRtoBGR(source, delivered.step, target.ptr(y - rows.start), target.step, delivered.cols,
             1, CV_8U, 4, 3, false);

@@ -2,6 +2,7 @@
 
 #include "baselib/globalconsole.h"
 #include "cameras/frameorientation_p.h"
+#include "image/racecheck_p.h"
 
 #include <QVideoFrame>
 #include <QVideoSurfaceFormat>
@@ -70,6 +71,7 @@ public:
         frame.u->size = frame.step[0] * size_t(frame.rows);
         frame.u->refcount = 1;
         frame.u->userdata = new Owner(owner);
+        RaceCheck::release(frame.u);
         return frame;
     }
 
@@ -87,6 +89,7 @@ public:
 
     void deallocate(cv::UMatData *data) const override
     {
+        RaceCheck::acquire(data);
         delete static_cast<Owner *>(data->userdata);
         delete data;
     }

@@ -15,6 +15,8 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <deque>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
@@ -90,6 +92,39 @@ private:
     MapMode mode = NotMapped;
 };
 
+// Runs calls of other threads on its own. Qt's queued calls would do, but the thread sanitizer does not see
+// that their arguments are handed over.
+class Mailbox : public QObject
+{
+public:
+    void post(std::function<void()> call)
+    {
+        {
+            const std::lock_guard lock(mutex);
+            calls.push_back(std::move(call));
+        }
+        QCoreApplication::postEvent(this, new QEvent(QEvent::User));
+    }
+
+    bool event(QEvent *event) override
+    {
+        if (event->type() != QEvent::User)
+            return QObject::event(event);
+        std::function<void()> call;
+        {
+            const std::lock_guard lock(mutex);
+            call = std::move(calls.front());
+            calls.pop_front();
+        }
+        call(); // may delete this object
+        return true;
+    }
+
+private:
+    std::mutex mutex; // guards calls
+    std::deque<std::function<void()>> calls;
+};
+
 // Delivers the frames of one device, between start() and stop().
 class Stream
 {
@@ -110,15 +145,33 @@ public:
         return size;
     }
 
-    // `died` is called on the stream's thread.
-    void start(const Device &device, QObject *guiContext, const std::function<void()> &died)
+    // `died` is called on the stream's thread, with the number of this start.
+    void start(const Device &device, Mailbox *gui, const std::function<void(int)> &died)
     {
-        stop();
+        const std::lock_guard lock(lifeMutex);
+        end();
+        ++starts;
         running = std::make_shared<std::atomic<bool>>(true);
-        thread = std::thread([=] { run(device, guiContext, died); });
+        thread = std::thread([=, start = starts] { run(device, gui, [=] { died(start); }); });
     }
 
     void stop()
+    {
+        const std::lock_guard lock(lifeMutex);
+        end();
+    }
+
+    // False if there has been another start since.
+    bool stopIfStart(int number)
+    {
+        const std::lock_guard lock(lifeMutex);
+        if (number == starts)
+            end();
+        return number == starts;
+    }
+
+private:
+    void end()
     {
         if (!thread.joinable())
             return;
@@ -130,8 +183,7 @@ public:
         thread.join();
     }
 
-private:
-    void run(const Device &device, QObject *guiContext, const std::function<void()> &died)
+    void run(const Device &device, Mailbox *gui, const std::function<void()> &died)
     {
         ++store().streaming;
         auto next = std::chrono::steady_clock::now();
@@ -142,7 +194,7 @@ private:
                 break;
             }
             if (device.onGuiThread)
-                presentOnGuiThread(device, number, guiContext);
+                presentOnGuiThread(device, number, gui);
             else
                 present(device, number, getSize());
         }
@@ -156,17 +208,14 @@ private:
     }
 
     // Never waits for a GUI thread that may itself wait for this thread to end.
-    void presentOnGuiThread(const Device &device, int number, QObject *guiContext)
+    void presentOnGuiThread(const Device &device, int number, Mailbox *gui)
     {
         const auto done = std::make_shared<std::atomic<bool>>(false);
-        QMetaObject::invokeMethod(
-            guiContext,
-            [=, running = running] {
-                if (*running)
-                    present(device, number, getSize());
-                *done = true;
-            },
-            Qt::QueuedConnection);
+        gui->post([=, running = running] {
+            if (*running)
+                present(device, number, getSize());
+            *done = true;
+        });
         while (*running && !*done)
             std::this_thread::sleep_for(1ms);
     }
@@ -193,6 +242,8 @@ private:
         }
     }
 
+    std::mutex lifeMutex; // guards thread, running and starts: devices die while they are started
+    int starts = 0;
     std::mutex mutex; // guards size and the wish to stop
     std::condition_variable wake;
     std::atomic<QAbstractVideoSurface *> surface{nullptr};
@@ -227,10 +278,7 @@ public:
                 return;
             }
             std::this_thread::sleep_for(std::chrono::milliseconds(device->startBlocksMs));
-            stream->start(*device, this, [this] {
-                QMetaObject::invokeMethod(
-                    this, [this] { die(); }, Qt::QueuedConnection);
-            });
+            stream->start(*device, &mailbox, [this](int start) { mailbox.post([=] { die(start); }); });
         } else {
             stream->stop();
         }
@@ -250,13 +298,15 @@ private:
         Q_EMIT statusChanged(status);
     }
 
-    void die()
+    void die(int start)
     {
-        stream->stop();
+        if (!stream->stopIfStart(start))
+            return;
         Q_EMIT error(QCamera::CameraError, QStringLiteral("the device is gone"));
         change(QCamera::UnloadedState, QCamera::UnavailableStatus);
     }
 
+    Mailbox mailbox;
     Stream *stream;
     const QByteArray *name;
     std::atomic<QCamera::State> currentState{QCamera::UnloadedState};

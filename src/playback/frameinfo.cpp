@@ -121,6 +121,7 @@ int FrameInfo::getFrameNumber()
 void FrameInfo::setPercent(QString name, int value)
 {
     percents.insert(name, value);
+    text.clear();
     Q_EMIT percentChanged(frameNumber, name, value);
     Q_EMIT somethingChanged(frameNumber);
 }
@@ -128,6 +129,7 @@ void FrameInfo::setPercent(QString name, int value)
 void FrameInfo::setValue(QString name, double value)
 {
     values.insert(name, value);
+    text.clear();
     Q_EMIT valueChanged(frameNumber, name, value);
     Q_EMIT somethingChanged(frameNumber);
 }
@@ -135,6 +137,7 @@ void FrameInfo::setValue(QString name, double value)
 void FrameInfo::setRect(QString name, QRect value)
 {
     rects.insert(name, value);
+    text.clear();
     Q_EMIT rectChanged(frameNumber, name, value);
     Q_EMIT somethingChanged(frameNumber);
 }
@@ -142,6 +145,7 @@ void FrameInfo::setRect(QString name, QRect value)
 void FrameInfo::setComment(QString name, QString value)
 {
     comments.insert(name, value);
+    text.clear();
     Q_EMIT commentChanged(frameNumber, name, value);
     Q_EMIT somethingChanged(frameNumber);
 }
@@ -149,6 +153,7 @@ void FrameInfo::setComment(QString name, QString value)
 void FrameInfo::setBool(QString name, bool value)
 {
     bools.insert(name, value);
+    text.clear();
     Q_EMIT boolChanged(frameNumber, name, value);
     Q_EMIT somethingChanged(frameNumber);
 }
@@ -156,6 +161,7 @@ void FrameInfo::setBool(QString name, bool value)
 void FrameInfo::setPoints(QString name, QList<QPoint> value)
 {
     points.insert(name, value);
+    text.clear();
     Q_EMIT pointsChanged(frameNumber, name, value);
     Q_EMIT somethingChanged(frameNumber);
 }
@@ -254,5 +260,7 @@ QJsonObject FrameInfo::toJson()
 
 QString FrameInfo::toJsonString()
 {
-    return TextHelper::toJsonString(toJson(), QJsonDocument::Compact);
+    if (text.isNull())
+        text = TextHelper::toJsonString(toJson(), QJsonDocument::Compact);
+    return text;
 }

@@ -107,7 +107,7 @@ public:
 
     QJsonObject toJson();
 
-    /** toJson() as one line of text, without a line break. */
+    /** toJson() as one line of text, without a line break. It is made once after each change. */
     QString toJsonString();
 
 Q_SIGNALS:
@@ -121,6 +121,8 @@ Q_SIGNALS:
     void somethingChanged(int frame);
 
 private:
+    friend class AnnotationLine; // fills a record that it reads
+
     QMap<QString, int> percents;
     QMap<QString, double> values;
     QMap<QString, QRect> rects;
@@ -128,4 +130,5 @@ private:
     QMap<QString, QList<QPoint>> points;
     QMap<QString, bool> bools;
     int frameNumber;
+    QString text; // toJsonString(); null where it must be made anew
 };

@@ -144,9 +144,11 @@ private:
     friend class AnnotationCommand;
     friend class AnnotationFrameCommand;
 
+    void setEntry(
+        int frame, FrameInfo::InfoDataType type, const QString &name, const QVariant &value, bool keepEmpty);
     void recordChanged(int frame);
     void updateUnsaved();
-    bool finishSave();
+    bool finishSave(bool saved);
 
     std::unique_ptr<FramedAnnotation> annotation; // null while nothing is open
     QUndoStack *undoStack; // a child

@@ -226,6 +226,29 @@
     </message>
 </context>
 <context>
+    <name>FramedAnnotation</name>
+    <message>
+        <source>%1 is no file</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 cannot be read: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 has a line of more than 16 MiB</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 was not read whole, so it stays as it is</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 cannot be written: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>Generic</name>
     <message>
         <source>CameraSettings</source>
@@ -421,6 +444,25 @@
     </message>
     <message>
         <source>Settings file %1 %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>VideoAnnotations</name>
+    <message>
+        <source>Set %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Remove %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Remove the annotations of frame %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No annotations are open</source>
         <translation type="unfinished"></translation>
     </message>
 </context>

@@ -227,6 +227,29 @@
     </message>
 </context>
 <context>
+    <name>FramedAnnotation</name>
+    <message>
+        <source>%1 is no file</source>
+        <translation>%1 не является файлом</translation>
+    </message>
+    <message>
+        <source>%1 cannot be read: %2</source>
+        <translation>Не удалось прочитать %1: %2</translation>
+    </message>
+    <message>
+        <source>%1 has a line of more than 16 MiB</source>
+        <translation>В файле %1 есть строка длиннее 16 МиБ</translation>
+    </message>
+    <message>
+        <source>%1 was not read whole, so it stays as it is</source>
+        <translation>Файл %1 прочитан не полностью, поэтому он не будет изменён</translation>
+    </message>
+    <message>
+        <source>%1 cannot be written: %2</source>
+        <translation>Не удалось записать %1: %2</translation>
+    </message>
+</context>
+<context>
     <name>Generic</name>
     <message>
         <source>CameraSettings</source>
@@ -423,6 +446,25 @@
     <message>
         <source>Settings file %1 %2</source>
         <translation>Файл настроек %1 %2</translation>
+    </message>
+</context>
+<context>
+    <name>VideoAnnotations</name>
+    <message>
+        <source>Set %1</source>
+        <translation>Задать «%1»</translation>
+    </message>
+    <message>
+        <source>Remove %1</source>
+        <translation>Удалить «%1»</translation>
+    </message>
+    <message>
+        <source>Remove the annotations of frame %1</source>
+        <translation>Удалить разметку кадра %1</translation>
+    </message>
+    <message>
+        <source>No annotations are open</source>
+        <translation>Разметка не открыта</translation>
     </message>
 </context>
 <context>

@@ -1,3 +1,4 @@
+#include "playback/annotationfiles.h"
 #include "playback/frameinfo.h"
 #include "support/metaface.h"
 
@@ -16,12 +17,6 @@ const QString name = QStringLiteral("n");
 QVariant points(const QList<QPoint> &list)
 {
     return QVariant::fromValue(list);
-}
-
-// JSON with the quotes that C++ has for characters.
-QByteArray json(const char *text)
-{
-    return QByteArray(text).replace('\'', '"');
 }
 
 std::unique_ptr<FrameInfo> read(const QByteArray &json)

@@ -2,6 +2,141 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="en_US">
 <context>
+    <name>AnnotationExchange</name>
+    <message>
+        <source>The field &quot;%1&quot; is missing.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>There is another image of frame %1.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Neither a field nor the file name tells the frame.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>A category needs an id and a name.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>There is another category %1.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The annotation&apos;s image or category is not in the file.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The annotation has neither a box nor points.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>A coordinate is no number.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The box has not four numbers.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>This is no list of points.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>This is no JSON text: %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The file has no lists &quot;images&quot; and &quot;annotations&quot;.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>There is no kind &quot;%1&quot;.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is neither true nor false.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The first row does not name the columns frame, kind and name.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>This is no file that can be read as a whole.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The file has more than %1 bytes.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Cancelled.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The line has fewer than 6 fields.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The line in the file of names is no number and a name.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The line is longer than 1 MiB.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>A quoted field does not end.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is no number.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 is no whole number.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 is out of range.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The video has no frame %1.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The rectangle is beyond what 32 bits can hold.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The rectangle has no area.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The file holds more than %1 entries.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Frame %1 has &quot;%2&quot; already.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The size of the pictures is not known.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The folder cannot be made.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Labels of this video from an earlier export are in the folder: %1 files.</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>CameraFlip</name>
     <message>
         <source>FlipNone</source>

@@ -2,6 +2,141 @@
 <!DOCTYPE TS>
 <TS version="2.1" language="ru_RU">
 <context>
+    <name>AnnotationExchange</name>
+    <message>
+        <source>The field &quot;%1&quot; is missing.</source>
+        <translation>Нет поля «%1».</translation>
+    </message>
+    <message>
+        <source>There is another image of frame %1.</source>
+        <translation>Для кадра %1 уже есть изображение.</translation>
+    </message>
+    <message>
+        <source>Neither a field nor the file name tells the frame.</source>
+        <translation>Номер кадра не указан ни в поле, ни в имени файла.</translation>
+    </message>
+    <message>
+        <source>A category needs an id and a name.</source>
+        <translation>Категории нужны номер (id) и имя (name).</translation>
+    </message>
+    <message>
+        <source>There is another category %1.</source>
+        <translation>Категория %1 уже есть.</translation>
+    </message>
+    <message>
+        <source>The annotation&apos;s image or category is not in the file.</source>
+        <translation>Изображения или категории этой разметки нет в файле.</translation>
+    </message>
+    <message>
+        <source>The annotation has neither a box nor points.</source>
+        <translation>В разметке нет ни рамки, ни точек.</translation>
+    </message>
+    <message>
+        <source>A coordinate is no number.</source>
+        <translation>Координата не является числом.</translation>
+    </message>
+    <message>
+        <source>The box has not four numbers.</source>
+        <translation>В рамке должно быть четыре числа.</translation>
+    </message>
+    <message>
+        <source>This is no list of points.</source>
+        <translation>Это не список точек.</translation>
+    </message>
+    <message>
+        <source>This is no JSON text: %1</source>
+        <translation>Это не текст JSON: %1</translation>
+    </message>
+    <message>
+        <source>The file has no lists &quot;images&quot; and &quot;annotations&quot;.</source>
+        <translation>В файле нет списков «images» и «annotations».</translation>
+    </message>
+    <message>
+        <source>There is no kind &quot;%1&quot;.</source>
+        <translation>Вида «%1» не существует.</translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is neither true nor false.</source>
+        <translation>«%1» — не true и не false.</translation>
+    </message>
+    <message>
+        <source>The first row does not name the columns frame, kind and name.</source>
+        <translation>В первой строке не названы столбцы frame, kind и name.</translation>
+    </message>
+    <message>
+        <source>This is no file that can be read as a whole.</source>
+        <translation>Это не файл, который можно прочитать целиком.</translation>
+    </message>
+    <message>
+        <source>The file has more than %1 bytes.</source>
+        <translation>Файл больше %1 байт.</translation>
+    </message>
+    <message>
+        <source>Cancelled.</source>
+        <translation>Отменено.</translation>
+    </message>
+    <message>
+        <source>The line has fewer than 6 fields.</source>
+        <translation>В строке меньше 6 полей.</translation>
+    </message>
+    <message>
+        <source>The line in the file of names is no number and a name.</source>
+        <translation>Строка файла имён не состоит из номера и имени.</translation>
+    </message>
+    <message>
+        <source>The line is longer than 1 MiB.</source>
+        <translation>Строка длиннее 1 МиБ.</translation>
+    </message>
+    <message>
+        <source>A quoted field does not end.</source>
+        <translation>Поле в кавычках не закрыто.</translation>
+    </message>
+    <message>
+        <source>&quot;%1&quot; is no number.</source>
+        <translation>«%1» — не число.</translation>
+    </message>
+    <message>
+        <source>%1 is no whole number.</source>
+        <translation>%1 — не целое число.</translation>
+    </message>
+    <message>
+        <source>%1 is out of range.</source>
+        <translation>%1 вне допустимых границ.</translation>
+    </message>
+    <message>
+        <source>The video has no frame %1.</source>
+        <translation>В видео нет кадра %1.</translation>
+    </message>
+    <message>
+        <source>The rectangle is beyond what 32 bits can hold.</source>
+        <translation>Прямоугольник не помещается в 32 бита.</translation>
+    </message>
+    <message>
+        <source>The rectangle has no area.</source>
+        <translation>Прямоугольник не имеет площади.</translation>
+    </message>
+    <message>
+        <source>The file holds more than %1 entries.</source>
+        <translation>В файле больше %1 записей.</translation>
+    </message>
+    <message>
+        <source>Frame %1 has &quot;%2&quot; already.</source>
+        <translation>В кадре %1 уже есть «%2».</translation>
+    </message>
+    <message>
+        <source>The size of the pictures is not known.</source>
+        <translation>Размер кадров неизвестен.</translation>
+    </message>
+    <message>
+        <source>The folder cannot be made.</source>
+        <translation>Не удалось создать папку.</translation>
+    </message>
+    <message>
+        <source>Labels of this video from an earlier export are in the folder: %1 files.</source>
+        <translation>В папке остались метки этого видео от прошлого экспорта, файлов: %1.</translation>
+    </message>
+</context>
+<context>
     <name>CameraFlip</name>
     <message>
         <source>FlipNone</source>

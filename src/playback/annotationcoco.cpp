@@ -43,9 +43,9 @@ class CocoExport
 {
 public:
     CocoExport(const AnnotationSet &set, AnnotationReport &report, const AnnotationExchangeOptions &options,
-        QIODevice &file)
+        QIODevice &device)
         : set(set), report(report), outlines(options.points == AnnotationExchangeOptions::Points::Outline),
-          progress(options, report), file(file)
+          progress(options, report), file(device, report)
     {
         const QStringList names = namesOf(set, {FrameInfo::Rect, FrameInfo::Points});
         report.numbers = options.numbers;
@@ -57,7 +57,7 @@ public:
             tracks.insert(it.value(), it.key());
     }
 
-    // False if the host cancels.
+    // False if the host cancels or the device fails.
     bool write()
     {
         file.write("{\"info\":" + lineOf({{QStringLiteral("description"), set.fileName}})
@@ -73,7 +73,7 @@ public:
         file.write("],\n\"categories\":[\n");
         writeCategories();
         file.write("]}\n");
-        return whole;
+        return whole && file.isWhole();
     }
 
 private:
@@ -212,7 +212,7 @@ private:
     AnnotationReport &report;
     bool outlines;
     Progress progress;
-    QIODevice &file;
+    Output file;
     QHash<QString, int> categories;
     QHash<QString, int> tracks;
     QHash<QString, int> keypointCounts; // most points of an object, by class
@@ -223,14 +223,16 @@ private:
 } // namespace
 
 AnnotationReport writeCocoAnnotations(
-    const AnnotationSet &set, const QString &path, const AnnotationExchangeOptions &options)
+    const AnnotationSet &set, QIODevice *device, const AnnotationExchangeOptions &options)
 {
     AnnotationReport report;
-    QSaveFile file(path);
-    if (!openForWriting(file, report))
-        return report;
-    const bool whole = CocoExport(set, report, options, file).write();
+    report.done = CocoExport(set, report, options, *device).write();
     report.leftOut = set.entryCount() - report.entries;
-    report.done = whole && commit(file, report);
     return report;
+}
+
+AnnotationReport writeCocoAnnotations(
+    const AnnotationSet &set, const QString &path, const AnnotationExchangeOptions &options)
+{
+    return writeFile(path, [&](QIODevice *device) { return writeCocoAnnotations(set, device, options); });
 }

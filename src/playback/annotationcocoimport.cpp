@@ -41,6 +41,12 @@ double numberIn(const QString &fileName)
     return ok ? number : NAN;
 }
 
+// Escapes in JSON can leave half a character, which no other format could hold.
+QString nameIn(const QJsonValue &value)
+{
+    return QString::fromUtf8(value.toString().toUtf8());
+}
+
 class CocoImport
 {
 public:
@@ -159,8 +165,8 @@ private:
                 intake.problem(AnnotationError::Duplicate, Text::tr("There is another category %1.").arg(id));
                 continue;
             }
-            categories.insert(id, name.toString());
-            report.numbers.classes.append(name.toString());
+            categories.insert(id, nameIn(name));
+            report.numbers.classes.append(nameIn(name));
         }
     }
 
@@ -204,7 +210,7 @@ private:
     {
         const QJsonValue name = attributes.value(QStringLiteral("name"));
         if (name.isString())
-            return name.toString();
+            return nameIn(name);
         qint64 track = 0;
         if ((isId(annotation.value(QStringLiteral("instance_id")), &track)
                 || isId(annotation.value(QStringLiteral("track_id")), &track))

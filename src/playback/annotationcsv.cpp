@@ -196,14 +196,12 @@ private:
 } // namespace
 
 AnnotationReport writeCsvAnnotations(
-    const AnnotationSet &set, const QString &path, const AnnotationExchangeOptions &options)
+    const AnnotationSet &set, QIODevice *device, const AnnotationExchangeOptions &options)
 {
     AnnotationReport report;
     Progress progress(options, report);
-    QSaveFile file(path);
-    if (!openForWriting(file, report))
-        return report;
-    file.write("frame,kind,name,value,x,y,width,height\n");
+    Output output(*device, report);
+    output.write("frame,kind,name,value,x,y,width,height\n");
     const bool whole = eachFrame(set, progress, [&](int frame, FrameInfo &record) {
         for (const Kind &kind : kinds) {
             const QStringList names = record.getNames(kind.type);
@@ -211,15 +209,21 @@ AnnotationReport writeCsvAnnotations(
                 const QByteArray fields = valueFields(record, kind.type, name);
                 if (fields.isEmpty())
                     continue;
-                file.write(
+                output.write(
                     QByteArray::number(frame) + ',' + kind.name + ',' + csvField(name) + ',' + fields + '\n');
                 ++report.entries;
             }
         }
     });
     report.leftOut = set.entryCount() - report.entries;
-    report.done = whole && commit(file, report);
+    report.done = whole && output.isWhole();
     return report;
+}
+
+AnnotationReport writeCsvAnnotations(
+    const AnnotationSet &set, const QString &path, const AnnotationExchangeOptions &options)
+{
+    return writeFile(path, [&](QIODevice *device) { return writeCsvAnnotations(set, device, options); });
 }
 
 AnnotationReport readCsvAnnotations(

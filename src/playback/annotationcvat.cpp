@@ -26,7 +26,7 @@ public:
         videoSize = set.frameCount > 0 ? set.frameCount : std::max<qint64>(0, end);
     }
 
-    // False if the host cancels.
+    // False if the host cancels or the device fails.
     bool write(QIODevice *device)
     {
         xml.setDevice(device);
@@ -39,7 +39,9 @@ public:
         writeMeta();
         const bool whole = writeTracks(FrameInfo::Rect, rects) && writeTracks(FrameInfo::Points, points);
         xml.writeEndDocument();
-        return whole;
+        if (xml.hasError())
+            addProblem(report, AnnotationError::CannotWrite, 0, device->errorString());
+        return whole && !xml.hasError();
     }
 
 private:
@@ -161,15 +163,16 @@ private:
 } // namespace
 
 AnnotationReport writeCvatAnnotations(
-    const AnnotationSet &set, const QString &path, const AnnotationExchangeOptions &options)
+    const AnnotationSet &set, QIODevice *device, const AnnotationExchangeOptions &options)
 {
     AnnotationReport report;
-    QSaveFile file(path);
-    if (!openForWriting(file, report))
-        return report;
-    CvatExport writer(set, report, options);
-    const bool whole = writer.write(&file);
+    report.done = CvatExport(set, report, options).write(device);
     report.leftOut = set.entryCount() - report.entries;
-    report.done = whole && commit(file, report);
     return report;
+}
+
+AnnotationReport writeCvatAnnotations(
+    const AnnotationSet &set, const QString &path, const AnnotationExchangeOptions &options)
+{
+    return writeFile(path, [&](QIODevice *device) { return writeCvatAnnotations(set, device, options); });
 }

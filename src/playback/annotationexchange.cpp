@@ -200,6 +200,32 @@ bool commit(QSaveFile &file, AnnotationReport &report)
     return false;
 }
 
+Output::Output(QIODevice &device, AnnotationReport &report) : device(device), report(report) { }
+
+void Output::write(const QByteArray &bytes)
+{
+    if (!whole || device.write(bytes) == bytes.size())
+        return;
+    whole = false;
+    addProblem(report, AnnotationError::CannotWrite, 0, device.errorString());
+}
+
+bool Output::isWhole() const
+{
+    return whole;
+}
+
+AnnotationReport writeFile(const QString &path, const std::function<AnnotationReport(QIODevice *)> &write)
+{
+    AnnotationReport report;
+    QSaveFile file(path);
+    if (!openForWriting(file, report))
+        return report;
+    report = write(&file);
+    report.done = report.done && commit(file, report);
+    return report;
+}
+
 Progress::Progress(const AnnotationExchangeOptions &options, AnnotationReport &report)
     : options(options), report(report)
 {

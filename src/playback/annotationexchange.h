@@ -22,7 +22,7 @@ class QIODevice;
  *     const AnnotationReport report = readMotAnnotations(QStringLiteral("gt.txt"), set);
  *     for (const AnnotationProblem &problem : report.problems)
  *         qWarning() << "line" << problem.place << problem.text;
- *     writeCsvAnnotations(set, QStringLiteral("gt.csv"));
+ *     writeCocoAnnotations(set, QStringLiteral("take1.json"));
  *
  * Names. A rectangle's or a point list's name is the name of its object, and the object is the same one in
  * all frames. Its class is the name without a "#" and digits at its end: "car#2" is an object of the class
@@ -178,8 +178,9 @@ VTCV_EXPORT AnnotationReport writeMotAnnotations(
  * Writes the rectangles as YOLO labels into \a folder, which is made if need be: "classes.txt", and a file of
  * AnnotationSet::pictureName() + ".txt" for each frame that has a rectangle.
  *
- * Rectangles are clipped to the picture, whose size must be known. Several videos may share a folder: without
- * options.numbers.classes, the classes in a "classes.txt" that is there already keep their numbers.
+ * Rectangles are clipped to the picture, whose size must be known. Labels that an earlier export has left in
+ * the folder are not removed, but told of where their frame has none now. Several videos may share a folder:
+ * without options.numbers.classes, the classes in a "classes.txt" that is there already keep their numbers.
  */
 VTCV_EXPORT AnnotationReport writeYoloAnnotations(
     const AnnotationSet &set, const QString &folder, const AnnotationExchangeOptions &options = {});
@@ -227,9 +228,19 @@ VTCV_EXPORT AnnotationReport readCsvAnnotations(
     const QString &path, AnnotationSet &set, const AnnotationExchangeOptions &options = {});
 
 /**
- * The same from a device of known length that is open for reading. For MOT, no names file is looked for.
- * \ownership The caller keeps \a device.
+ * The same to a device that is open for writing, or from one of known length. For MOT, the names are left to
+ * the host: they are in the report, and wanted in options.numbers.tracks.
+ *
+ * \ownership The caller keeps \a device, and flushes it.
  */
+VTCV_EXPORT AnnotationReport writeCocoAnnotations(
+    const AnnotationSet &set, QIODevice *device, const AnnotationExchangeOptions &options = {});
+VTCV_EXPORT AnnotationReport writeCvatAnnotations(
+    const AnnotationSet &set, QIODevice *device, const AnnotationExchangeOptions &options = {});
+VTCV_EXPORT AnnotationReport writeMotAnnotations(
+    const AnnotationSet &set, QIODevice *device, const AnnotationExchangeOptions &options = {});
+VTCV_EXPORT AnnotationReport writeCsvAnnotations(
+    const AnnotationSet &set, QIODevice *device, const AnnotationExchangeOptions &options = {});
 VTCV_EXPORT AnnotationReport readCocoAnnotations(
     QIODevice *device, AnnotationSet &set, const AnnotationExchangeOptions &options = {});
 VTCV_EXPORT AnnotationReport readMotAnnotations(

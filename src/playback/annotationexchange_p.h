@@ -50,11 +50,32 @@ bool openForWriting(QSaveFile &file, AnnotationReport &report);
 bool openForReading(QIODevice &file, AnnotationReport &report, const AnnotationExchangeOptions &options);
 bool commit(QSaveFile &file, AnnotationReport &report);
 
+/** Writes to a device and remembers whether all of it went there. */
+class Output
+{
+public:
+    Output(QIODevice &device, AnnotationReport &report);
+
+    void write(const QByteArray &bytes);
+
+    /** False, which the report then tells, if something was not written. */
+    bool isWhole() const;
+
+private:
+    QIODevice &device;
+    AnnotationReport &report;
+    bool whole = true;
+};
+
+/** Lets \a write fill a file, which comes into its place if that went well. */
+AnnotationReport writeFile(
+    const QString &path, const std::function<AnnotationReport(QIODevice *device)> &write);
+
 /** The track names in the file beside \a path. */
 QString namesPath(const QString &path);
 QMap<int, QString> readNames(
     const QString &path, AnnotationReport &report, const AnnotationExchangeOptions &options);
-bool writeNames(const QMap<int, QString> &tracks, QSaveFile &file);
+void writeNames(const QMap<int, QString> &tracks, Output &output);
 
 /** Tells the host how far an exchange is. */
 class Progress

@@ -5,8 +5,7 @@
 #include <QFileInfo>
 #include <QHash>
 
-#include <algorithm>
-#include <limits>
+#include <cmath>
 
 using namespace AnnotationExchange;
 
@@ -18,6 +17,13 @@ QMap<QString, int> numbersByName(const QMap<int, QString> &tracks)
     for (auto it = tracks.cbegin(); it != tracks.cend(); ++it)
         numbers.insert(it.value(), it.key());
     return numbers;
+}
+
+// What was wrong with the file of names.
+void prepend(AnnotationReport &report, const AnnotationReport &ofNames)
+{
+    report.problems = ofNames.problems + report.problems;
+    report.problemCount += ofNames.problemCount;
 }
 
 class MotImport
@@ -102,29 +108,23 @@ QMap<int, QString> AnnotationExchange::readNames(
     return tracks;
 }
 
-bool AnnotationExchange::writeNames(const QMap<int, QString> &tracks, QSaveFile &file)
+void AnnotationExchange::writeNames(const QMap<int, QString> &tracks, Output &output)
 {
-    file.write("id,name\n");
+    output.write("id,name\n");
     for (auto it = tracks.cbegin(); it != tracks.cend(); ++it)
-        file.write(QByteArray::number(it.key()) + ',' + csvField(it.value()) + '\n');
-    return file.flush();
+        output.write(QByteArray::number(it.key()) + ',' + csvField(it.value()) + '\n');
 }
 
 AnnotationReport writeMotAnnotations(
-    const AnnotationSet &set, const QString &path, const AnnotationExchangeOptions &options)
+    const AnnotationSet &set, QIODevice *device, const AnnotationExchangeOptions &options)
 {
     AnnotationReport report;
     QMap<int, QString> &tracks = report.numbers.tracks;
-    tracks = options.numbers.tracks.isEmpty() ? readNames(path, report, options) : options.numbers.tracks;
+    tracks = options.numbers.tracks;
     numberTracks(tracks, namesOf(set, {FrameInfo::Rect}));
     const QMap<QString, int> numbers = numbersByName(tracks);
-
-    QSaveFile names(namesPath(path));
-    QSaveFile file(path);
-    if (!openForWriting(names, report) || !openForWriting(file, report))
-        return report;
-    writeNames(tracks, names);
     Progress progress(options, report);
+    Output output(*device, report);
     const bool whole = eachFrame(set, progress, [&](int frame, FrameInfo &record) {
         if (frame < 0)
             return;
@@ -142,11 +142,34 @@ AnnotationReport writeMotAnnotations(
                 + (held ? numberText(confidence.toDouble()) : QByteArray("1"));
         }
         for (auto it = lines.cbegin(); it != lines.cend(); ++it)
-            file.write(QByteArray::number(qint64(frame) + 1) + ',' + QByteArray::number(it.key()) + ','
+            output.write(QByteArray::number(qint64(frame) + 1) + ',' + QByteArray::number(it.key()) + ','
                 + it.value() + ",-1,-1,-1\n");
     });
     report.leftOut = set.entryCount() - report.entries;
-    report.done = whole && commit(names, report) && commit(file, report);
+    report.done = whole && output.isWhole();
+    return report;
+}
+
+AnnotationReport writeMotAnnotations(
+    const AnnotationSet &set, const QString &path, const AnnotationExchangeOptions &options)
+{
+    AnnotationReport namesReport;
+    AnnotationExchangeOptions named = options;
+    if (named.numbers.tracks.isEmpty())
+        named.numbers.tracks = readNames(path, namesReport, options);
+    QSaveFile names(namesPath(path));
+    if (!openForWriting(names, namesReport))
+        return namesReport;
+    AnnotationReport report = writeFile(path, [&](QIODevice *device) {
+        AnnotationReport written = writeMotAnnotations(set, device, named);
+        // The names come into their place first: with the older lines they do no harm.
+        Output output(names, written);
+        if (written.done)
+            writeNames(written.numbers.tracks, output);
+        written.done = written.done && commit(names, written);
+        return written;
+    });
+    prepend(report, namesReport);
     return report;
 }
 
@@ -183,7 +206,6 @@ AnnotationReport readMotAnnotations(
         named.numbers.tracks = readNames(path, namesReport, options);
     QFile file(path);
     AnnotationReport report = readMotAnnotations(&file, set, named);
-    report.problems = namesReport.problems + report.problems;
-    report.problemCount += namesReport.problemCount;
+    prepend(report, namesReport);
     return report;
 }

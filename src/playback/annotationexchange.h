@@ -12,6 +12,7 @@
 #include <functional>
 
 class QIODevice;
+class VideoAnnotations;
 
 /**
  * \file
@@ -19,9 +20,11 @@ class QIODevice;
  * YOLO labels and CSV.
  *
  *     AnnotationSet set;
+ *     set.readVideo(QStringLiteral("take1.avi"));
  *     const AnnotationReport report = readMotAnnotations(QStringLiteral("gt.txt"), set);
  *     for (const AnnotationProblem &problem : report.problems)
  *         qWarning() << "line" << problem.place << problem.text;
+ *     addAnnotations(annotations, set); // into a VideoAnnotations, with undo
  *     writeCocoAnnotations(set, QStringLiteral("take1.json"));
  *
  * Names. A rectangle's or a point list's name is the name of its object, and the object is the same one in
@@ -62,6 +65,13 @@ struct VTCV_EXPORT AnnotationSet
     int entryCount() const;
 
     /**
+     * Takes name, size, rate and number of frames from the video at \a path; false if it cannot be opened.
+     *
+     * A file of a killed recorder does not tell its number of frames, which then stays not known.
+     */
+    bool readVideo(const QString &path);
+
+    /**
      * The name, without a suffix, that the picture of a frame has in COCO and YOLO: "take1_000012" is frame
      * 12 of "take1.avi". Name the pictures so when you store them for training.
      */
@@ -71,6 +81,17 @@ struct VTCV_EXPORT AnnotationSet
 /** Tells whether two sets hold equal entries in the same frames; what they say of the video does not count.
  */
 VTCV_EXPORT bool sameAnnotations(const AnnotationSet &a, const AnnotationSet &b);
+
+/** A copy of all that is annotated; only the records, see AnnotationSet::readVideo() for the rest. */
+VTCV_EXPORT AnnotationSet annotationSetOf(const VideoAnnotations &annotations);
+
+/**
+ * Puts the entries of \a set into \a annotations as one step of undo, in the place of those of the same
+ * names.
+ *
+ * \return how many were set; 0 while no file is open.
+ */
+VTCV_EXPORT int addAnnotations(VideoAnnotations &annotations, const AnnotationSet &set);
 
 /** What can be wrong with a file, or with one place in it. */
 enum class AnnotationError

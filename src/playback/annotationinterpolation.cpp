@@ -1,10 +1,20 @@
 #include "playback/annotationinterpolation.h"
 
+#include "playback/videoannotations.h"
+
+#include <QCoreApplication>
+#include <QUndoStack>
+
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
 namespace {
+
+struct Text
+{
+    Q_DECLARE_TR_FUNCTIONS(AnnotationInterpolation)
+};
 
 /** The way between two frames, from one end to the other. */
 class Way
@@ -66,4 +76,47 @@ QList<QPoint> interpolatedPoints(
         points.append(
             QPoint(int(way.between(from[i].x(), to[i].x())), int(way.between(from[i].y(), to[i].y()))));
     return points;
+}
+
+int fillBetween(
+    VideoAnnotations &annotations, FrameInfo::InfoDataType type, const QString &name, int longestGap)
+{
+    struct Entry
+    {
+        int frame;
+        QVariant value;
+    };
+    QList<Entry> filled;
+    const auto fill = [&](const Entry &from, const Entry &to) {
+        for (int frame = from.frame + 1; frame < to.frame; ++frame) {
+            bool ok = false;
+            const QVariant value = type == FrameInfo::Rect
+                ? QVariant(interpolatedRect(
+                    from.value.toRect(), from.frame, to.value.toRect(), to.frame, frame, &ok))
+                : QVariant::fromValue(interpolatedPoints(from.value.value<QList<QPoint>>(), from.frame,
+                    to.value.value<QList<QPoint>>(), to.frame, frame, &ok));
+            if (!ok)
+                return;
+            filled.append({frame, value});
+        }
+    };
+
+    const bool moves = type == FrameInfo::Rect || type == FrameInfo::Points;
+    const QList<int> frames = moves ? annotations.getFrames() : QList<int>();
+    Entry last;
+    for (int frame : frames) {
+        const Entry entry{frame, annotations.getValue(frame, type, name)};
+        if (!entry.value.isValid())
+            continue;
+        if (last.value.isValid() && qint64(frame) - last.frame - 1 <= longestGap)
+            fill(last, entry);
+        last = entry;
+    }
+    if (filled.isEmpty())
+        return 0;
+    annotations.getUndoStack()->beginMacro(Text::tr("Fill in \"%1\"").arg(name));
+    for (const Entry &entry : qAsConst(filled))
+        annotations.setValue(entry.frame, type, name, entry.value);
+    annotations.getUndoStack()->endMacro();
+    return filled.size();
 }

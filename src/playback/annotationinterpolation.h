@@ -1,10 +1,13 @@
 #pragma once
 
+#include "playback/frameinfo.h"
 #include "vtcv_export.h"
 
 #include <QList>
 #include <QPoint>
 #include <QRect>
+
+class VideoAnnotations;
 
 /**
  * \file
@@ -15,7 +18,7 @@
  * other and a size that does not change stays the same. On the two frames themselves the result is what
  * stands there.
  *
- * \thread Any.
+ * \thread Any; for fillBetween() that of the annotations.
  */
 
 /**
@@ -37,3 +40,14 @@ VTCV_EXPORT QRect interpolatedRect(
  */
 VTCV_EXPORT QList<QPoint> interpolatedPoints(const QList<QPoint> &from, int fromFrame,
     const QList<QPoint> &to, int toFrame, int frame, bool *ok = nullptr);
+
+/**
+ * Sets the entry \a name on each frame between two that have it, as one step of undo.
+ *
+ * \param type       Rect or Points; other kinds fill nothing.
+ * \param longestGap in frames: where more than so many lack the entry, the object was away and nothing is
+ * filled. Nor is anything filled between points of different number. \return the number of frames that were
+ * filled.
+ */
+VTCV_EXPORT int fillBetween(
+    VideoAnnotations &annotations, FrameInfo::InfoDataType type, const QString &name, int longestGap);

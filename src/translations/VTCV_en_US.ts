@@ -135,6 +135,17 @@
         <source>Labels of this video from an earlier export are in the folder: %1 files.</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>Import annotations</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>AnnotationInterpolation</name>
+    <message>
+        <source>Fill in &quot;%1&quot;</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>CameraFlip</name>

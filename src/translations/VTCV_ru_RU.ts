@@ -135,6 +135,17 @@
         <source>Labels of this video from an earlier export are in the folder: %1 files.</source>
         <translation>В папке остались метки этого видео от прошлого экспорта, файлов: %1.</translation>
     </message>
+    <message>
+        <source>Import annotations</source>
+        <translation>Импорт разметки</translation>
+    </message>
+</context>
+<context>
+    <name>AnnotationInterpolation</name>
+    <message>
+        <source>Fill in &quot;%1&quot;</source>
+        <translation>Заполнить «%1»</translation>
+    </message>
 </context>
 <context>
     <name>CameraFlip</name>

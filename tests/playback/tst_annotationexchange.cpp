@@ -1,6 +1,9 @@
 #include "playback/annotationexchange.h"
+#include "playback/videoannotations.h"
+#include "support/frames.h"
 
 #include <QtTest>
+#include <QUndoStack>
 
 #include <limits>
 
@@ -527,6 +530,34 @@ private Q_SLOTS:
         const AnnotationReport chosen = writeCocoAnnotations(other, path, options);
         QCOMPARE(chosen.numbers.classes, options.numbers.classes);
         QCOMPARE(chosen.numbers.tracks, options.numbers.tracks);
+    }
+
+    void setsComeFromVideosAndGoBackWithUndo()
+    {
+        const QString video = folder->filePath(QStringLiteral("take.avi"));
+        AnnotationSet set;
+        QVERIFY(!set.readVideo(video));
+        QVERIFY(frames::writeVideo(video, 7, 12.5, {320, 240}));
+        QVERIFY(set.readVideo(video));
+        QCOMPARE(QSize(set.width, set.height), QSize(320, 240));
+        QCOMPARE(set.frameRate, 12.5);
+        QCOMPARE(set.frameCount, 7);
+        QCOMPARE(set.pictureName(3), QStringLiteral("take_000003"));
+
+        VideoAnnotations annotations;
+        set.frames = difficultSet().frames;
+        set.frames.remove(12); // not a number is equal to nothing
+        QCOMPARE(addAnnotations(annotations, set), 0);
+        QVERIFY(annotations.open(video));
+        annotations.setValue(0, FrameInfo::Bool, QStringLiteral("own"), true);
+        QCOMPARE(addAnnotations(annotations, set), set.entryCount());
+        AnnotationSet back = annotationSetOf(annotations);
+        QVERIFY(!sameAnnotations(back, set));
+        set.frame(0).setBool(QStringLiteral("own"), true);
+        QVERIFY(sameAnnotations(back, set));
+        annotations.getUndoStack()->undo();
+        back = annotationSetOf(annotations);
+        QCOMPARE(recordsOf(back), QByteArrayList{json("{'bools':[{'own':true}],'frame':0}")});
     }
 
 private:

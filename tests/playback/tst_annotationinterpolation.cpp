@@ -1,6 +1,9 @@
 #include "playback/annotationinterpolation.h"
+#include "playback/videoannotations.h"
 
+#include <QTemporaryDir>
 #include <QtTest>
+#include <QUndoStack>
 
 #include <limits>
 
@@ -45,6 +48,35 @@ private Q_SLOTS:
         QCOMPARE(points, ok ? QList<QPoint>({expected.topLeft(), {4, 4}}) : QList<QPoint>());
         QVERIFY(interpolatedPoints({{1, 1}, {2, 2}}, 10, {{1, 1}}, toFrame, frame, &ok).isEmpty());
         QVERIFY(!ok);
+    }
+
+    void gapsAreFilledAsOneStepOfUndo()
+    {
+        const QTemporaryDir folder;
+        const QString name = QStringLiteral("n");
+        VideoAnnotations annotations;
+        QVERIFY(annotations.open(folder.filePath(QStringLiteral("a.avi"))));
+        for (int frame : {0, 2, 3, 6, 2000000000}) {
+            annotations.setValue(frame, FrameInfo::Rect, name, QRect(frame % 100, 0, 10, 10));
+            annotations.setValue(frame, FrameInfo::Points, name,
+                QVariant::fromValue(QVector<QPoint>(frame < 6 ? 1 : 2, QPoint(frame % 100, 0)).toList()));
+        }
+        annotations.setValue(5, FrameInfo::Comment, name, QStringLiteral("no rectangle"));
+        const int steps = annotations.getUndoStack()->count();
+        QCOMPARE(fillBetween(annotations, FrameInfo::Rect, name, 2), 3);
+        QCOMPARE(annotations.getFrames(), (QList<int>{0, 1, 2, 3, 4, 5, 6, 2000000000}));
+        for (int frame = 0; frame <= 6; ++frame)
+            QCOMPARE(annotations.getValue(frame, FrameInfo::Rect, name).toRect(), QRect(frame, 0, 10, 10));
+        QCOMPARE(fillBetween(annotations, FrameInfo::Rect, name, 2), 0);
+        QCOMPARE(fillBetween(annotations, FrameInfo::Comment, name, 2), 0);
+        QCOMPARE(annotations.getUndoStack()->count(), steps + 1);
+        annotations.getUndoStack()->undo();
+        QCOMPARE(annotations.getFrames(), (QList<int>{0, 2, 3, 5, 6, 2000000000}));
+
+        // From frame 3 to 6 a point comes in.
+        QCOMPARE(fillBetween(annotations, FrameInfo::Points, name, 2), 1);
+        QCOMPARE(annotations.getValue(1, FrameInfo::Points, name).value<QList<QPoint>>(),
+            QList<QPoint>{QPoint(1, 0)});
     }
 };
 

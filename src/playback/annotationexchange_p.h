@@ -130,7 +130,6 @@ public:
 
 private:
     QIODevice &device;
-    QByteArray buffer;
 };
 
 /** Rows of a CSV file; a quoted field may go over several lines. */

@@ -5,9 +5,7 @@
 
 namespace AnnotationExchange {
 
-LineReader::LineReader(QIODevice &device)
-    : device(device),
-      buffer(int(longestLine) + 2, Qt::Uninitialized) // with the line's end and readLine's own NUL
+LineReader::LineReader(QIODevice &device) : device(device)
 {
     if (device.peek(3) == "\xEF\xBB\xBF")
         device.skip(3);
@@ -15,21 +13,26 @@ LineReader::LineReader(QIODevice &device)
 
 bool LineReader::next()
 {
-    // QIODevice's own byte array would be allocated in full length for each line.
-    const auto read = [this] { return int(device.readLine(buffer.data(), buffer.size())); };
-    int length = read();
-    if (length <= 0)
-        return false;
-    ++number;
+    line.clear();
     tooLong = false;
-    while (length > 0 && buffer[length - 1] != '\n' && !device.atEnd()) {
-        tooLong = true;
-        length = read();
+    bool any = false;
+    for (;;) {
+        char part[4096];
+        const int length = int(device.readLine(part, sizeof part));
+        if (length <= 0)
+            break;
+        any = true;
+        const bool last = part[length - 1] == '\n';
+        tooLong = tooLong || line.size() + length > longestLine;
+        if (tooLong)
+            line.clear();
+        else
+            line.append(part, last ? length - 1 : length);
+        if (last)
+            break;
     }
-    if (length > 0 && buffer[length - 1] == '\n')
-        --length;
-    line = tooLong ? QByteArray() : QByteArray(buffer.constData(), length);
-    return true;
+    number += any ? 1 : 0;
+    return any;
 }
 
 LineReader::Mark LineReader::mark() const

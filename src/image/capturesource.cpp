@@ -54,6 +54,12 @@ int frameCount(const cv::VideoCapture &capture)
     return toCount(capture.get(cv::CAP_PROP_FRAME_COUNT));
 }
 
+double frameRate(const cv::VideoCapture &capture)
+{
+    const double rate = capture.isOpened() ? capture.get(cv::CAP_PROP_FPS) : 0.0;
+    return std::isfinite(rate) && rate > 0.0 ? rate : 0.0;
+}
+
 bool isNetworkAddress(const QString &source)
 {
     return source.contains(QLatin1String("://"));

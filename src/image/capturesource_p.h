@@ -36,6 +36,9 @@ VTCV_TEST_EXPORT int toCount(double value);
  * know. */
 VTCV_TEST_EXPORT int frameCount(const cv::VideoCapture &capture);
 
+/** The nominal rate in Hz; 0 if the file tells none, or none that makes sense. */
+VTCV_TEST_EXPORT double frameRate(const cv::VideoCapture &capture);
+
 /** True for an address ("rtsp://...", "http://..."), false for a file path. */
 VTCV_TEST_EXPORT bool isNetworkAddress(const QString &source);
 

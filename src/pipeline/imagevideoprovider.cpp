@@ -1,16 +1,13 @@
 #include "pipeline/imagevideoprovider.h"
 
 #include "image/capturesource_p.h"
+#include "image/frameseeker_p.h"
 
 #include <QDebug>
 
 #include <climits>
-#include <cmath>
 
 namespace {
-
-// OpenCV's own seek goes back this far and grabs its way up, so nearer frames are reached sooner without it.
-constexpr int seekDistance = 16;
 
 // A file that ends in the midst of a frame has a last frame or two that cannot be decoded.
 constexpr int triedFrames = 16;
@@ -30,7 +27,10 @@ int countPackets(const QString &path)
 
 } // namespace
 
-ImageVideoProvider::ImageVideoProvider(QObject *parent) : ImageProviderBase(parent) { }
+ImageVideoProvider::ImageVideoProvider(QObject *parent)
+    : ImageProviderBase(parent), m_seeker(std::make_unique<FrameSeeker>())
+{
+}
 
 ImageVideoProvider::~ImageVideoProvider() = default;
 
@@ -41,8 +41,7 @@ bool ImageVideoProvider::isSourceStreaming()
 
 double ImageVideoProvider::getFrameRate() const
 {
-    const double rate = m_capture.isOpened() ? m_capture.get(cv::CAP_PROP_FPS) : 0.0;
-    return std::isfinite(rate) && rate > 0.0 ? rate : 0.0;
+    return CaptureSource::frameRate(m_capture);
 }
 
 void ImageVideoProvider::prepareFrame(int index)
@@ -51,7 +50,7 @@ void ImageVideoProvider::prepareFrame(int index)
         return;
     auto frame = std::make_unique<cv::Mat>();
     // A new matrix each time: the capture's own buffer is overwritten by the next frame.
-    if (goTo(index) && m_capture.retrieve(*frame) && !frame->empty())
+    if (m_seeker->goTo(index) && m_seeker->retrieve(*frame))
         deliverFrame(index, std::move(frame));
 }
 
@@ -81,54 +80,22 @@ QString ImageVideoProvider::getFile() const
 
 bool ImageVideoProvider::open()
 {
-    m_nextIndex = 0;
-    m_seekable = true;
-    return !CaptureSource::isNetworkAddress(m_file) && CaptureSource::open(m_capture, m_file);
+    const bool isOpen = !CaptureSource::isNetworkAddress(m_file) && CaptureSource::open(m_capture, m_file);
+    m_seeker->attach(&m_capture, m_file);
+    return isOpen;
 }
 
 int ImageVideoProvider::countFrames()
 {
     const int told = CaptureSource::frameCount(m_capture);
-    if (told > 0 && goTo(told - 1) && !m_capture.grab()) {
-        m_nextIndex = -1;
+    if (told > 0 && m_seeker->goTo(told - 1) && !m_seeker->next())
         return told;
-    }
     int count = countPackets(m_file);
     for (int i = 0; i < triedFrames && count > 0; ++i, --count) {
         // From the start, as the place of a capture that has met the end is not to be trusted. Without
         // seeking the try would decode the whole file.
-        if (!open() || !seek(count - 1) || goTo(count - 1))
+        if (!open() || !m_seeker->isSeekable() || m_seeker->goTo(count - 1))
             break;
     }
     return open() ? count : 0;
-}
-
-bool ImageVideoProvider::seek(int index)
-{
-    // The back end seeks within the length that the file tells. Where that is wrong or missing it ends up
-    // somewhere else, says so in its position only, and can no longer be believed at all.
-    m_seekable = m_seekable && m_capture.set(cv::CAP_PROP_POS_FRAMES, index)
-        && CaptureSource::toCount(m_capture.get(cv::CAP_PROP_POS_FRAMES)) == index;
-    m_nextIndex = m_seekable ? index : -1;
-    return m_seekable;
-}
-
-bool ImageVideoProvider::goTo(int index)
-{
-    const bool isBehind = m_nextIndex < 0 || index < m_nextIndex;
-    const bool isFar = m_seekable && index - m_nextIndex > seekDistance;
-    if ((isBehind || isFar) && !seek(index)) {
-        if (!open())
-            return false;
-        m_seekable = false;
-    }
-    // The frame of the position is the one that the next grab gives.
-    while (m_nextIndex <= index) {
-        if (!m_capture.grab()) {
-            m_nextIndex = -1;
-            return false;
-        }
-        ++m_nextIndex;
-    }
-    return true;
 }

@@ -7,6 +7,10 @@
 
 #include <opencv2/videoio.hpp>
 
+#include <memory>
+
+class FrameSeeker; // image/frameseeker_p.h
+
 /**
  * Provides the frames of a video file by their number, in any order.
  *
@@ -68,11 +72,8 @@ public:
 private:
     bool open();
     int countFrames();
-    bool seek(int index);
-    bool goTo(int index);
 
     QString m_file;
     cv::VideoCapture m_capture;
-    int m_nextIndex = 0; // of the frame that the capture grabs next; -1 if nobody knows
-    bool m_seekable = false; // what the back end's seek has shown so far
+    std::unique_ptr<FrameSeeker> m_seeker; // of the capture
 };

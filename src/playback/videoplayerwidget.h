@@ -103,9 +103,10 @@ private:
     int frameCount = 0;
     double frameRate = 0.0;
     int position = -1;
+    QSize pictureSize; // as scaled, in the coordinates of the label
     bool playing = false;
     unsigned ordersSent = 0; // to the worker; what it tells while it has not had all of them is out of date
     QScrollBar *slider;
     PlayerProgress *progress;
-    std::shared_ptr<PlayerDelivery> delivery;
+    std::unique_ptr<PlayerDelivery> delivery; // from the worker
 };

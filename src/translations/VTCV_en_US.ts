@@ -508,6 +508,13 @@
     </message>
 </context>
 <context>
+    <name>SimpleVideoPlayer</name>
+    <message>
+        <source>Video picture</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>UIHelper</name>
     <message>
         <source>The icon %1 cannot be shown</source>
@@ -609,6 +616,53 @@
     </message>
     <message>
         <source>No annotations are open</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>VideoPlayerWidget</name>
+    <message>
+        <source>%1 is not a video that can be read.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No video has been chosen.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 cannot be opened.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>There is no file %1.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 is not a file.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The file %1 may not be read.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The file %1 is empty.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No picture can be read from %1.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Video picture</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Play or pause</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Position in the video</source>
         <translation type="unfinished"></translation>
     </message>
 </context>

@@ -509,6 +509,13 @@
     </message>
 </context>
 <context>
+    <name>SimpleVideoPlayer</name>
+    <message>
+        <source>Video picture</source>
+        <translation>Кадр видео</translation>
+    </message>
+</context>
+<context>
     <name>UIHelper</name>
     <message>
         <source>The icon %1 cannot be shown</source>
@@ -611,6 +618,53 @@
     <message>
         <source>No annotations are open</source>
         <translation>Разметка не открыта</translation>
+    </message>
+</context>
+<context>
+    <name>VideoPlayerWidget</name>
+    <message>
+        <source>%1 is not a video that can be read.</source>
+        <translation>%1: это не видео, которое можно прочитать.</translation>
+    </message>
+    <message>
+        <source>No video has been chosen.</source>
+        <translation>Видео не выбрано.</translation>
+    </message>
+    <message>
+        <source>%1 cannot be opened.</source>
+        <translation>%1: открыть не удаётся.</translation>
+    </message>
+    <message>
+        <source>There is no file %1.</source>
+        <translation>Файла %1 нет.</translation>
+    </message>
+    <message>
+        <source>%1 is not a file.</source>
+        <translation>%1 — не файл.</translation>
+    </message>
+    <message>
+        <source>The file %1 may not be read.</source>
+        <translation>Нет прав на чтение файла %1.</translation>
+    </message>
+    <message>
+        <source>The file %1 is empty.</source>
+        <translation>Файл %1 пуст.</translation>
+    </message>
+    <message>
+        <source>No picture can be read from %1.</source>
+        <translation>Из %1 не удаётся прочитать ни одного кадра.</translation>
+    </message>
+    <message>
+        <source>Video picture</source>
+        <translation>Кадр видео</translation>
+    </message>
+    <message>
+        <source>Play or pause</source>
+        <translation>Воспроизведение или пауза</translation>
+    </message>
+    <message>
+        <source>Position in the video</source>
+        <translation>Позиция в видео</translation>
     </message>
 </context>
 <context>

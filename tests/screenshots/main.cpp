@@ -7,9 +7,15 @@
 #include "cameras/camerastatuswidget.h"
 #include "cameras/camerawatcher.h"
 #include "cameras/ipcamera.h"
+#include "playback/simplevideoplayer.h"
+#include "playback/videoplayerwidget.h"
 #include "support/virtualcameras.h"
 
+#include <QtTest>
 #include <QtWidgets>
+
+#include <opencv2/imgproc.hpp>
+#include <opencv2/videoio.hpp>
 
 #include <functional>
 #include <vector>
@@ -170,6 +176,47 @@ QPixmap statusPicture(CameraHealthWatch::State state)
     return picture(&window, {165, window.sizeHint().height()});
 }
 
+// A ball on its way across a table.
+bool writeScene(const QString &path)
+{
+    constexpr int count = 100;
+    const cv::Size size(640, 360);
+    cv::VideoWriter writer(
+        path.toStdString(), cv::CAP_FFMPEG, cv::VideoWriter::fourcc('M', 'J', 'P', 'G'), 25.0, size);
+    for (int i = 0; i < count && writer.isOpened(); ++i) {
+        cv::Mat frame(size, CV_8UC3, cv::Scalar(120, 130, 125));
+        for (int x = 0; x < size.width; x += 40)
+            cv::line(frame, {x, 260}, {x * 2 - size.width / 2, size.height}, cv::Scalar(90, 100, 95), 2,
+                cv::LINE_AA);
+        cv::line(frame, {0, 260}, {size.width, 260}, cv::Scalar(70, 80, 75), 2);
+        const int height = int(180 * std::abs(std::sin(i * 0.09)));
+        const cv::Point ball(40 + i * 56 / 10, 285 - height);
+        cv::ellipse(frame, {ball.x, 318}, {30 - height / 10, 6}, 0, 0, 360, cv::Scalar(80, 85, 82),
+            cv::FILLED, cv::LINE_AA);
+        cv::circle(frame, ball, 30, cv::Scalar(40, 110, 235), cv::FILLED, cv::LINE_AA);
+        cv::circle(frame, ball - cv::Point(9, 11), 8, cv::Scalar(150, 190, 250), cv::FILLED, cv::LINE_AA);
+        writer.write(frame);
+    }
+    return writer.isOpened();
+}
+
+QPixmap playerPicture(const QString &path)
+{
+    VideoPlayerWidget player(path);
+    player.setPosition(30);
+    if (!QTest::qWaitFor([&] { return player.getPosition() == 30 || !player.getError().isEmpty(); }, 20000))
+        qFatal("no picture comes");
+    return picture(&player, {440, 300});
+}
+
+QPixmap viewerPicture(const QString &path)
+{
+    SimpleVideoPlayer viewer;
+    viewer.setVideo(path);
+    viewer.setPosition(55);
+    return picture(&viewer, {440, 300});
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -222,10 +269,28 @@ int main(int argc, char **argv)
         }
     }
 
+    const QString scene = home.filePath(QStringLiteral("scene.avi"));
+    if (!writeScene(scene))
+        qFatal("no video to show");
+    Sheet players(3);
+    Sheet viewers(2);
+    for (const Look &look : {looks[0], looks[1]}) {
+        with(look, [&] {
+            players.add(QLatin1String(look.name), playerPicture(scene));
+            viewers.add(QLatin1String(look.name), viewerPicture(scene));
+        });
+    }
+    with(looks[0], [&] {
+        players.add(QStringLiteral("A file that cannot be opened"),
+            playerPicture(home.filePath(QStringLiteral("none.avi"))));
+    });
+
     const QString folder = QString::fromLocal8Bit(argv[1]);
     const QString ending = QString::fromLocal8Bit(argv[2]) + QStringLiteral(".png");
     const bool isSaved = rows.save(folder + QStringLiteral("/camera-row") + ending)
         && settings.save(folder + QStringLiteral("/camera-settings") + ending)
-        && status.save(folder + QStringLiteral("/camera-status") + ending);
+        && status.save(folder + QStringLiteral("/camera-status") + ending)
+        && players.save(folder + QStringLiteral("/player") + ending)
+        && viewers.save(folder + QStringLiteral("/frame-viewer") + ending);
     return isSaved ? 0 : 1;
 }

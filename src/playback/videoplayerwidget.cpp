@@ -238,6 +238,7 @@ void VideoPlayerWidget::setError(const QString &text)
 {
     error = text;
     label->setAccessibleDescription(text);
+    label->setToolTip(text);
 }
 
 void VideoPlayerWidget::changePlaying(bool playing)

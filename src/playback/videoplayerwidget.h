@@ -24,14 +24,15 @@ class VideoPlayerWorker; // playback/videoplayerworker_p.h
  * the file, with the time of a frame cut to whole milliseconds and to at most 10 s. Frame n is the one that
  * comes n-th when the file is read from its start, for files of a constant rate; positions are exact forwards
  * and backwards. No frame is left out while playing: where decoding cannot keep up, the video runs slower.
- * Where the screen cannot keep up, it shows the newest frame. At the end playing stops; to play again, move
+ * Where the screen cannot keep up, and above 83 frames a second, it
+ * shows the newest frame. At the end playing stops; to play again, move
  * the position first.
  *
  * In a file that does not know its length, as a crash leaves it, the scroll bar cannot be moved. The file
  * plays from its start, and setPosition() costs all frames up to there.
  *
- * A file that cannot be opened leaves the picture black. getError() tells why, as does the accessible
- * description of the picture.
+ * A file that cannot be opened leaves the picture black. getError() tells why, as do the tool tip and
+ * the accessible description of the picture.
  *
  * \thread GUI thread. Frames are read on a thread of the player's own; a network address may block the
  *         constructor for 5 s. The destructor waits for the frame that is being read, not for the time until

@@ -21,6 +21,9 @@
 namespace {
 
 constexpr double longestDelayMs = 10000.0;
+// Pictures that follow each other faster are hardly seen, and showing one takes a third of the time that a
+// frame takes to decode.
+constexpr int shortestShowMs = 12;
 constexpr qint64 timerErrorNs = 500000;
 constexpr CaptureSource::Bounds networkBounds{5000, 5000};
 
@@ -122,6 +125,8 @@ void VideoPlayerWorker::process()
     while (running) {
         const bool wantsToSeek = position != shownFrame;
         const bool wantsToPlay = !wantsToSeek && playing && !seeking;
+        if (isHeldBack && !wantsToPlay)
+            handOut();
         if (wantsToSeek)
             seek();
         else if (wantsToPlay)
@@ -172,24 +177,56 @@ void VideoPlayerWorker::takeOrder()
 // counts.
 bool VideoPlayerWorker::showNextFrame()
 {
-    return showFrame(shownFrame + 1);
+    const int next = shownFrame + 1;
+    if (canBeHeldBack(next) && seeker.goTo(next)) {
+        isHeldBack = true;
+        shownFrame = next;
+        return true;
+    }
+    const bool wasHeldBack = isHeldBack;
+    if (showFrame(next))
+        return true;
+    if (wasHeldBack)
+        showFrame(shownFrame);
+    return false;
 }
 
 bool VideoPlayerWorker::showFrame(int index)
 {
+    if (!seeker.goTo(index))
+        return false;
+    const int before = std::exchange(shownFrame, index);
+    if (handOut())
+        return true;
+    shownFrame = before;
+    return false;
+}
+
+// Gives the picture of the shown frame to the GUI thread.
+bool VideoPlayerWorker::handOut()
+{
+    isHeldBack = false;
     try {
-        if (!seeker.goTo(index) || !seeker.retrieve(frame) || !convertFrame())
+        if (!seeker.retrieve(frame) || !convertFrame())
             return false;
     } catch (const cv::Exception &failure) {
-        qWarning() << "VideoPlayerWidget: frame" << index << "cannot be shown:" << failure.what();
+        qWarning() << "VideoPlayerWidget: frame" << shownFrame << "cannot be shown:" << failure.what();
         return false;
     }
-    shownFrame = index;
+    sinceHandOut.start();
     auto held = std::make_unique<cv::Mat>(rgbaFrame);
     const int step = static_cast<int>(rgbaFrame.step);
     Q_EMIT frameReady(QImage(rgbaFrame.data, rgbaFrame.cols, rgbaFrame.rows, step, QImage::Format_RGBA8888,
         releaseFrame, held.release()));
     return true;
+}
+
+// While frames are decoded faster than they can be seen, the time goes to the decoder. A frame that has been
+// held back is handed out when none follows it, for which it may have to be found again.
+bool VideoPlayerWorker::canBeHeldBack(int index)
+{
+    return delivery && frameDelayMs < shortestShowMs && sinceHandOut.isValid()
+        && sinceHandOut.elapsed() < shortestShowMs && seeker.isSeekable() && index + 1 < getFrameCount();
 }
 
 // Into a buffer that nobody looks at any more, so that the pixels need not be copied for the GUI thread.

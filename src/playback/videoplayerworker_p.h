@@ -3,6 +3,7 @@
 #include "image/frameseeker_p.h"
 #include "vtcv_export.h"
 
+#include <QElapsedTimer>
 #include <QImage>
 #include <QObject>
 #include <QSize>
@@ -40,10 +41,15 @@ public:
     double getFrameRate() const;
     QSize getFrameSize() const;
 
-    /** Tells \a delivery what no signal tells. Before process() runs. \ownership The caller's. */
+    /**
+     * Tells \a delivery what no signal tells. Before process() runs. \ownership The caller's.
+     *
+     * With it, frames that follow each other faster than a screen shows them are all decoded, but not all
+     * handed out.
+     */
     void setDelivery(PlayerDelivery *delivery);
 
-    /** Number of the frame that frameReady() has handed out last; -1 before the first. */
+    /** Number of the frame that has been read last; -1 before the first. */
     int getShownFrame() const;
     unsigned getOrdersDone() const;
 
@@ -72,6 +78,8 @@ private:
     void takeOrder();
     bool showNextFrame();
     bool showFrame(int index);
+    bool handOut();
+    bool canBeHeldBack(int index);
     bool convertFrame();
     void seek();
     void play();
@@ -88,6 +96,8 @@ private:
 
     FrameSeeker seeker; // of the capture
     int shownFrame = -1;
+    bool isHeldBack = false; // the shown frame has been decoded, and is not handed out yet
+    QElapsedTimer sinceHandOut;
     double frameRate = 0.0;
     // One is shown, one waits for the GUI thread and one is written. Whoever keeps more of them costs an
     // allocation a frame.

@@ -159,6 +159,7 @@ private Q_SLOTS:
             QCOMPARE(pixels[i].use_count(), i == 4 ? 2L : 1L);
         QTRY_COMPARE(calls, 1);
         QCOMPARE(news.frame, 4);
+        QCOMPARE(news.image.value.constBits(), reinterpret_cast<uchar *>(pixels[4].get())); // no copy
         QCOMPARE(news.sliderPosition.value, 4);
         QVERIFY(!news.playing.isNew);
     }

@@ -1,6 +1,8 @@
 #include "ffmpeg/ffmpegprocessor.h"
 
 #include "baselib/globalconsole.h"
+#include "ffmpeg/ffmpegfiles_p.h"
+#include "ffmpeg/ffmpegtext_p.h"
 #include "image/capturesource_p.h"
 
 #include <QDateTime>
@@ -15,9 +17,6 @@ constexpr int terminateLimitMs = 2000;
 constexpr int killLimitMs = 2000;
 constexpr int startFailedCode = -1;
 
-constexpr int lastLinesKept = 20;
-constexpr int longestLineKept = 4096; // bytes
-
 // "frame=" and the number, right-aligned in five columns.
 const QLatin1String progressMark("frame=");
 constexpr int progressNumberStart = 6;
@@ -29,18 +28,12 @@ bool isSamePath(const QString &a, const QString &b)
     return a.compare(b, Qt::CaseInsensitive) == 0;
 }
 
-bool leadToOneFile(const QString &a, const QString &b)
-{
-    // QFileInfo takes any two files that do not exist for one and the same.
-    return QFile::exists(a) && QFile::exists(b) && QFileInfo(a) == QFileInfo(b);
-}
-
 QString sideFileOf(const QString &input, const QString &output)
 {
     const QString suffix = QFileInfo(input).suffix();
     QString side = output;
     side.replace(QLatin1Char('.') + suffix, QStringLiteral("_temp.") + suffix);
-    if (!leadToOneFile(side, input))
+    if (!FFMpegFiles::leadToOne(side, input))
         return side;
     // The suffix is missing or written in the other case, and ffmpeg would overwrite the file that it reads.
     const QFileInfo info(output);
@@ -50,7 +43,8 @@ QString sideFileOf(const QString &input, const QString &output)
 
 } // namespace
 
-FFMpegProcessor::FFMpegProcessor(QObject *parent) : QObject(parent), process(std::make_unique<QProcess>())
+FFMpegProcessor::FFMpegProcessor(QObject *parent)
+    : QObject(parent), process(std::make_unique<QProcess>()), text(std::make_unique<FFMpegText>())
 {
     connect(process.get(), &QProcess::readyReadStandardOutput, this, &FFMpegProcessor::readOutput);
     connect(process.get(), &QProcess::readyReadStandardError, this, &FFMpegProcessor::readErrors);
@@ -113,10 +107,7 @@ bool FFMpegProcessor::hasCrashed() const
 
 QString FFMpegProcessor::lastText() const
 {
-    QStringList lines = lastLines;
-    if (!lineBegun.isEmpty())
-        lines << QString::fromLocal8Bit(lineBegun);
-    return lines.mid(qMax(0, lines.size() - lastLinesKept)).join(QLatin1Char('\n'));
+    return text->lastLines();
 }
 
 bool FFMpegProcessor::convert(const QString &input, const QString &output)
@@ -168,9 +159,7 @@ void FFMpegProcessor::resetJob()
     finalFile.clear();
     lastExitCode = 0;
     lastCrashed = false;
-    lastLines.clear();
-    lineBegun.clear();
-    lineReturned = false;
+    text->clear();
 }
 
 void FFMpegProcessor::setFiles(const QString &input, const QString &output)
@@ -179,7 +168,7 @@ void FFMpegProcessor::setFiles(const QString &input, const QString &output)
     outputFile = output;
     // Two spellings of one file count as well: ffmpeg tells them apart and would empty the file that it
     // reads.
-    if (isSamePath(input, output) || leadToOneFile(input, output)) {
+    if (isSamePath(input, output) || FFMpegFiles::leadToOne(input, output)) {
         finalFile = output;
         outputFile = sideFileOf(input, output);
     }
@@ -201,35 +190,11 @@ void FFMpegProcessor::readOutput()
 void FFMpegProcessor::readErrors()
 {
     const QByteArray chunk = process->readAllStandardError();
-    keepLastLines(chunk);
-    const QString text = QString::fromLocal8Bit(chunk);
-    if (frameCount <= 0 || text.size() < shortestProgress || !text.startsWith(progressMark))
+    text->append(chunk);
+    const QString line = QString::fromLocal8Bit(chunk);
+    if (frameCount <= 0 || line.size() < shortestProgress || !line.startsWith(progressMark))
         return;
-    Q_EMIT progress(text.mid(progressNumberStart, progressNumberLength).trimmed().toInt(), frameCount);
-}
-
-void FFMpegProcessor::keepLastLines(const QByteArray &chunk)
-{
-    // As on a terminal: a carriage return alone starts the line anew, or an hour of progress would push out
-    // the reason of a failure.
-    for (const char c : chunk) {
-        if (c == '\n') {
-            if (!lineBegun.isEmpty())
-                lastLines << QString::fromLocal8Bit(lineBegun);
-            if (lastLines.size() > lastLinesKept)
-                lastLines.removeFirst();
-            lineBegun.clear();
-            lineReturned = false;
-        } else if (c == '\r') {
-            lineReturned = true;
-        } else {
-            if (lineReturned)
-                lineBegun.clear();
-            lineReturned = false;
-            if (lineBegun.size() < longestLineKept)
-                lineBegun += c;
-        }
-    }
+    Q_EMIT progress(line.mid(progressNumberStart, progressNumberLength).trimmed().toInt(), frameCount);
 }
 
 void FFMpegProcessor::ffmpegFinished(int exitCode)
@@ -272,7 +237,8 @@ void FFMpegProcessor::failToStart()
     QMetaObject::invokeMethod(
         this,
         [this, reason] {
-            lastLines = QStringList(reason);
+            text->clear();
+            text->append(reason.toLocal8Bit());
             endJob(startFailedCode, false);
         },
         Qt::QueuedConnection);

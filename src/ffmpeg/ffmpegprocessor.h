@@ -8,6 +8,7 @@
 
 #include <memory>
 
+class FFMpegText; // ffmpeg/ffmpegtext_p.h
 class QProcess;
 
 /** What FFMpegProcessor::getVideoInfo() tells of a video file; all zeros and empty where `isValid` is false.
@@ -119,7 +120,6 @@ private:
     void startProcess(const QStringList &arguments);
     void readOutput();
     void readErrors();
-    void keepLastLines(const QByteArray &chunk);
     void replaceInput();
     void failToStart();
     void endJob(int code, bool crash);
@@ -133,7 +133,5 @@ private:
     bool running = false;
     int lastExitCode = 0;
     bool lastCrashed = false;
-    QStringList lastLines; // whole lines of the error channel
-    QByteArray lineBegun; // the line that follows them
-    bool lineReturned = false; // a carriage return: what comes next overwrites the line
+    std::unique_ptr<FFMpegText> text; // of the error channel
 };

@@ -318,6 +318,45 @@
     </message>
 </context>
 <context>
+    <name>FFMPEGHelperJob</name>
+    <message>
+        <source>Cancelled</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>ffmpeg cannot be started: %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>ffmpeg has crashed: %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>ffmpeg has failed with code %1: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>ffmpeg has not made the file %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 could not be renamed to %2 and stays under its name</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 does not exist</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The list of the files to join cannot be written</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 and %2 are the same file</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>FFMpegProcessor</name>
     <message>
         <source>%1 could not be renamed to %2 and stays under its name</source>

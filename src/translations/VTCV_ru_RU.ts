@@ -319,6 +319,45 @@
     </message>
 </context>
 <context>
+    <name>FFMPEGHelperJob</name>
+    <message>
+        <source>Cancelled</source>
+        <translation>Отменено</translation>
+    </message>
+    <message>
+        <source>ffmpeg cannot be started: %1</source>
+        <translation>Не удалось запустить ffmpeg: %1</translation>
+    </message>
+    <message>
+        <source>ffmpeg has crashed: %1</source>
+        <translation>Аварийное завершение ffmpeg: %1</translation>
+    </message>
+    <message>
+        <source>ffmpeg has failed with code %1: %2</source>
+        <translation>Ошибка ffmpeg, код %1: %2</translation>
+    </message>
+    <message>
+        <source>ffmpeg has not made the file %1</source>
+        <translation>ffmpeg не создал файл %1</translation>
+    </message>
+    <message>
+        <source>%1 could not be renamed to %2 and stays under its name</source>
+        <translation>Не удалось переименовать %1 в %2, прежнее имя сохранено</translation>
+    </message>
+    <message>
+        <source>%1 does not exist</source>
+        <translation>Файл %1 не существует</translation>
+    </message>
+    <message>
+        <source>The list of the files to join cannot be written</source>
+        <translation>Не удалось записать список объединяемых файлов</translation>
+    </message>
+    <message>
+        <source>%1 and %2 are the same file</source>
+        <translation>%1 и %2 — один и тот же файл</translation>
+    </message>
+</context>
+<context>
     <name>FFMpegProcessor</name>
     <message>
         <source>%1 could not be renamed to %2 and stays under its name</source>

@@ -1,0 +1,479 @@
+#include "ffmpeg/ffmpeghelper.h"
+
+#include "baselib/texthelper.h"
+#include "support/fakeffmpeg.h"
+#include "support/metaface.h"
+
+#include <QSignalSpy>
+#include <QtTest>
+
+#include <functional>
+#include <memory>
+
+namespace {
+
+constexpr int endLimitMs = 30'000;
+
+// What one tool does, in its two forms.
+struct Tool
+{
+    std::function<bool()> blocking;
+    std::function<FFMPEGHelperJob *()> job;
+};
+
+Tool convert(QString from, QString to, const QString &parameters = {}, bool overwrite = true,
+    unsigned int limit = FFMPEGHelper::noTimeLimit)
+{
+    return {[=]() mutable { return FFMPEGHelper::convert(from, to, parameters, overwrite, limit); },
+        [=] { return FFMPEGHelper::convertAsync(from, to, parameters, overwrite, limit); }};
+}
+
+Tool changeVolume(const QString &from, const QString &to, float volume)
+{
+    return {[=] { return FFMPEGHelper::changeVolume(from, to, volume); },
+        [=] { return FFMPEGHelper::changeVolumeAsync(from, to, volume); }};
+}
+
+Tool crop(
+    const QString &from, const QString &to, int durationMs, unsigned int limit = FFMPEGHelper::noTimeLimit)
+{
+    return {[=] { return FFMPEGHelper::crop(from, to, durationMs, limit); },
+        [=] { return FFMPEGHelper::cropAsync(from, to, durationMs, limit); }};
+}
+
+Tool join(const QStringList &from, const QString &to, bool safe = false)
+{
+    return {[=] { return FFMPEGHelper::joinAudio(from, to, safe); },
+        [=] { return FFMPEGHelper::joinAudioAsync(from, to, safe); }};
+}
+
+bool put(const QString &path, const QByteArray &content = "content")
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(content) == content.size();
+}
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QStringList filesHere()
+{
+    return QDir().entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::System, QDir::Name);
+}
+
+// Waits for the end of a job and deletes it.
+struct Result
+{
+    explicit Result(FFMPEGHelperJob *begun) : job(begun), progress(begun, &FFMPEGHelperJob::progress)
+    {
+        QSignalSpy finished(job.get(), &FFMPEGHelperJob::finished);
+        wasEarly = !job->isRunning() || !job->error().isEmpty();
+        ended = finished.wait(endLimitMs) && !job->isRunning();
+        QCoreApplication::processEvents();
+        ended = ended && finished.count() == 1 && !wasEarly;
+        if (ended) {
+            ok = finished.first().at(0).toBool();
+            error = finished.first().at(1).toString();
+            ended = error == job->error() && error.isEmpty() == ok;
+        }
+    }
+    std::unique_ptr<FFMPEGHelperJob> job;
+    QSignalSpy progress;
+    bool wasEarly = false;
+    bool ended = false; // once, and not before the caller was back at its event loop
+    bool ok = false;
+    QString error;
+};
+
+} // namespace
+
+Q_DECLARE_METATYPE(Tool)
+
+// The tools against a stand-in for ffmpeg, in a current folder of their own.
+class FFMPEGHelperTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+#ifndef Q_OS_UNIX
+        QSKIP("The stand-ins for ffmpeg are shell scripts");
+#endif
+    }
+
+    void init()
+    {
+        notes = std::make_unique<QTemporaryDir>();
+        dir = std::make_unique<QTemporaryDir>();
+        QVERIFY(QDir::setCurrent(dir->path()));
+        FFMPEGHelper::lastError = QStringLiteral("former");
+    }
+
+    void cleanup()
+    {
+        QDir::setCurrent(QDir::rootPath());
+    }
+
+    void faceOfAJob()
+    {
+        QCOMPARE(metaface::ofClass(FFMPEGHelperJob::staticMetaObject),
+            QStringList({"signal progress(double)", "signal finished(bool,QString)", "slot cancel()"}));
+    }
+
+    void argumentsOfBothForms_data()
+    {
+        QTest::addColumn<Tool>("tool");
+        QTest::addColumn<QString>("arguments");
+        QTest::addColumn<QByteArray>("list");
+        const auto row = [](const char *name, const Tool &tool, const QString &arguments,
+                             const QByteArray &list = {}) {
+            QTest::newRow(name) << tool << arguments << list;
+        };
+        row("convert", convert("a.avi", "b.mp4"), "<-i><a.avi><b.mp4><-y>");
+        row("blanks", convert("a.avi", "b", "-r 5  -an", false), "<-i><a.avi><-r><5><><-an><b><-y>");
+        row("louder", changeVolume("a.avi", "b", 1.25F), "<-i><a.avi><-filter:a><volume=1.25><b><-y>");
+        row("too loud", changeVolume("a.avi", "b", 5.0F), "<-i><a.avi><-filter:a><volume=2><b><-y>");
+        row("negative", changeVolume("a.avi", "b", -1.0F), "<-i><a.avi><-filter:a><volume=0><b><-y>");
+        row("third", changeVolume("a.avi", "b", 1.0F / 3), "<-i><a.avi><-filter:a><volume=0.333333><b><-y>");
+        row("same volume", changeVolume("a.avi", "b", 1.0F), "<-i><a.avi><b><-y>");
+        row("nothing to do", changeVolume("a.avi", "A.avi", 1.0F), "");
+        row("crop", crop("a.avi", "b", 1500), "<-t><1.5><-i><a.avi><b><-y>");
+        row("long crop", crop("a.avi", "b", 12345678), "<-t><12345.7><-i><a.avi><b><-y>");
+        row("join", join({"a.avi", "x y.wav"}, "b"), "<-f><concat><-safe><0><-i><LIST><-c><copy><b>",
+            "file 'a.avi' \r\nfile 'x y.wav' \r\n");
+        row("safe join", join({QString::fromUtf8("\u0437.wav")}, "b", true),
+            "<-f><concat><-i><LIST><-c><copy><b>", "file '\xd0\xb7.wav' \r\n");
+        row("join of nothing", join({}, "b"), "<-f><concat><-safe><0><-i><LIST><-c><copy><b>");
+    }
+
+    void argumentsOfBothForms()
+    {
+        QFETCH(Tool, tool);
+        QFETCH(QString, arguments);
+        QFETCH(QByteArray, list);
+        FakeFFMpeg ffmpeg(recording("echo made > \"$out\""));
+        QVERIFY(put("a.avi"));
+        for (const bool asJob : {false, true}) {
+            QFile::remove(note("list"));
+            QVERIFY(asJob ? Result(tool.job()).ok : tool.blocking());
+            QCOMPARE(noted(), arguments);
+            QCOMPARE(contentOf(note("list")), list);
+            const QString made = filesHere().join(' ');
+            QVERIFY2(QStringList({"a.avi", "a.avi b", "a.avi b.mp4"}).contains(made), qPrintable(made));
+        }
+    }
+
+    void parametersMayBeALiteral()
+    {
+        FakeFFMpeg ffmpeg(recording("echo made > \"$out\""));
+        QVERIFY(put("a.avi"));
+        QString from("a.avi");
+        QString to("b.mp4");
+        QVERIFY(FFMPEGHelper::convert(from, to, "-an")); // fault: a literal prefers to become a bool
+        QCOMPARE(noted(), QString("<-i><a.avi><-an><b.mp4><-y>"));
+        QVERIFY(FFMPEGHelper::convert(from, to, true, 60'000));
+        QCOMPARE(noted(), QString("<-i><a.avi><b.mp4><-y>"));
+    }
+
+    void debugLinesOfATask()
+    {
+        FakeFFMpeg ffmpeg("printf 12345 > \"$out\"");
+        QVERIFY(put("a.avi", "123456789"));
+        QString path("a.avi");
+        QTest::ignoreMessage(QtDebugMsg, R"(CONVERTING "a.avi" "a.mp4")");
+        QTest::ignoreMessage(
+            QtDebugMsg, R"(FFMPEG  "a.mp4" true was 9 bytes, now 5 bytes ( "50" % of source))");
+        QTest::ignoreMessage(QtDebugMsg, "CONVERTED true");
+        QVERIFY(FFMPEGHelper::convertVideoToMP4(path));
+        QTest::ignoreMessage(QtDebugMsg, R"(ARGS ("-t", "2", "-i", "a.avi", "b.wav", "-y"))");
+        QVERIFY(FFMPEGHelper::crop("a.avi", "b.wav", 2000));
+        ffmpeg.vanish();
+        for (const Tool &tool :
+            {changeVolume("a.avi", "c", 2.0F), crop("a.avi", "c", 1), join({"a.avi"}, "c")}) {
+            QTest::ignoreMessage(QtDebugMsg, "FFMPEG failed");
+            QVERIFY(!tool.blocking());
+        }
+        QCOMPARE(FFMPEGHelper::lastError, QString());
+    }
+
+    void convertTellsWhyItFails_data()
+    {
+        QTest::addColumn<Tool>("tool");
+        QTest::addColumn<QString>("commands");
+        QTest::addColumn<QString>("error");
+        const auto row = [](const char *name, const Tool &tool, const QString &commands,
+                             const QString &error) { QTest::newRow(name) << tool << commands << error; };
+        const QString begin("FFMPEG convert error: ");
+        const QString works("echo made > \"$out\"");
+        row("one path", convert("x.avi", "x.avi"), works, begin + "Source = Destination = x.avi");
+        row("missing", convert("x.avi", ""), works, begin + "Source file does not existx.avi");
+        row("no destination", convert("a.avi", ""), "gone", begin + "Too small destination filename ");
+        row("no program", convert("a.avi", "folder"), "gone", "ffmpeg not found");
+        row("undeletable", convert("a.avi", "folder"), works, begin + "File folder cannot be deleted");
+        row("spelling", convert("a.avi", "./a.avi", "", false), works,
+            begin + "Source = Destination = a.avi");
+        row("no time", convert("a.avi", "b", "", true, 0), "exec sleep 60", "FFMPEG timeout exceeded: 0ms");
+        row("nothing made", convert("a.avi", "b.mp4"), "exit 0", "");
+        row("folder left", convert("a.avi", "folder", "", false), "exit 0", "fine");
+    }
+
+    void convertTellsWhyItFails()
+    {
+        QFETCH(Tool, tool);
+        QFETCH(QString, commands);
+        QFETCH(QString, error);
+        FakeFFMpeg ffmpeg(commands);
+        if (commands == "gone")
+            ffmpeg.vanish();
+        QVERIFY(put("a.avi") && put("folder/file"));
+        const bool fine = error == "fine";
+        if (!error.isEmpty() && !fine)
+            QTest::ignoreMessage(QtDebugMsg, qPrintable('"' + error + '"'));
+        QCOMPARE(tool.blocking(), fine);
+        QCOMPARE(FFMPEGHelper::lastError, fine ? QString() : error);
+        FFMPEGHelper::lastError = "former";
+        const Result result(tool.job());
+        QVERIFY(result.ended);
+        QCOMPARE(result.ok, fine);
+        QCOMPARE(result.error,
+            fine                  ? QString()
+                : error.isEmpty() ? "ffmpeg has not made the file b.mp4"
+                                  : error);
+        QCOMPARE(FFMPEGHelper::lastError, QString("former"));
+        QCOMPARE(contentOf("a.avi"), QByteArray("content"));
+    }
+
+    void childThatCannotBeStartedEndsAsATimeout()
+    {
+        FakeFFMpeg ffmpeg({});
+        QVERIFY(put(QStandardPaths::findExecutable("ffmpeg"), "#!/no/such/shell\n") && put("a.avi"));
+        QVERIFY(!convert("a.avi", "b.mp4", {}, true, 7000).blocking());
+        QCOMPARE(FFMPEGHelper::lastError, QString("FFMPEG timeout exceeded: 7000ms"));
+        const Result result(convert("a.avi", "b.mp4").job());
+        QVERIFY(result.ended && result.error.startsWith("ffmpeg cannot be started: "));
+    }
+
+    void jobsLookAtTheExitCodeToo_data()
+    {
+        QTest::addColumn<QString>("commands");
+        QTest::addColumn<QString>("error");
+        QTest::addColumn<QByteArray>("left"); // of the destination, by a job
+        QTest::newRow("old file left alone") << "echo no room >&2; exit 1"
+                                             << "ffmpeg has failed with code 1: no room" << QByteArray("old");
+        QTest::newRow("cut short") << "echo half > \"$out\"; echo disk full >&2; exit 1"
+                                   << "ffmpeg has failed with code 1: disk full" << QByteArray();
+        QTest::newRow("crash") << "echo half > \"$out\"; kill -9 $$"
+                               << "ffmpeg has crashed: " << QByteArray();
+    }
+
+    void jobsLookAtTheExitCodeToo()
+    {
+        QFETCH(QString, commands);
+        QFETCH(QString, error);
+        QFETCH(QByteArray, left);
+        FakeFFMpeg ffmpeg(commands);
+        for (const Tool &tool : {changeVolume("a.avi", "b.wav", 2.0F), crop("a.avi", "b.wav", 1),
+                 join({"a.avi"}, "b.wav"), convert("a.avi", "b.wav", {}, false)}) {
+            QVERIFY(put("a.avi") && put("b.wav", "old"));
+            QVERIFY(tool.blocking());
+            QVERIFY(put("b.wav", "old"));
+            const Result result(tool.job());
+            QVERIFY(result.ended);
+            QCOMPARE(result.error, error);
+            QCOMPARE(contentOf("b.wav"), left);
+            QCOMPARE(contentOf("a.avi"), QByteArray("content"));
+        }
+    }
+
+    void convertToMP4MovesTheFiles_data()
+    {
+        QTest::addColumn<QString>("path");
+        QTest::addColumn<bool>("remove");
+        QTest::addColumn<QString>("commands");
+        QTest::addColumn<QString>("pathAfter"); // empty: failed, and as before
+        QTest::addColumn<QString>("files");
+        const QString works("echo made > \"$out\"");
+        QTest::newRow("keep") << "clip.avi" << false << works << "clip.mp4"
+                              << "clip.avi clip.mp4";
+        QTest::newRow("remove") << "clip.avi" << true << works << "clip.mp4"
+                                << "clip.mp4";
+        QTest::newRow("failure") << "clip.avi" << true << "exit 1"
+                                 << ""
+                                 << "clip.avi";
+        QTest::newRow("in place") << "clip.mp4" << true << works << "clip.mp4"
+                                  << "clip.mp4";
+        QTest::newRow("upper case") << "clip.MP4" << false << works << "clip.MP4"
+                                    << "clip.MP4";
+        QTest::newRow("failure in place") << "clip.mp4" << false << "exit 1"
+                                          << ""
+                                          << "clip.mp4";
+        QTest::newRow("no suffix") << "clip" << true << works << ""
+                                   << "clip";
+        QTest::newRow("folder") << "a.avi/b.avi" << true << "mkdir a.mp4; " + works << "a.mp4/b.mp4"
+                                << "a.avi a.mp4";
+        QTest::newRow("missing") << "" << true << works << ""
+                                 << "";
+    }
+
+    void convertToMP4MovesTheFiles()
+    {
+        QFETCH(QString, path);
+        QFETCH(bool, remove);
+        QFETCH(QString, commands);
+        QFETCH(QString, pathAfter);
+        QFETCH(QString, files);
+        FakeFFMpeg ffmpeg(commands);
+        for (const bool asJob : {false, true}) {
+            QVERIFY(dir->remove());
+            QVERIFY(QDir().mkpath(dir->path()) && QDir::setCurrent(dir->path()));
+            if (!path.isEmpty())
+                QVERIFY(put(path));
+            QString after = path;
+            if (asJob) {
+                const Result result(FFMPEGHelper::convertVideoToMP4Async(path, remove));
+                QVERIFY(result.ended);
+                QCOMPARE(result.ok, !pathAfter.isEmpty());
+                after = result.ok ? result.job->destination() : path;
+            } else {
+                QCOMPARE(FFMPEGHelper::convertVideoToMP4(after, remove), !pathAfter.isEmpty());
+            }
+            QCOMPARE(after, pathAfter.isEmpty() ? path : pathAfter);
+            QCOMPARE(filesHere().join(' '), files);
+            if (!path.isEmpty())
+                QCOMPARE(contentOf(after), QByteArray(pathAfter.isEmpty() ? "content" : "made\n"));
+        }
+    }
+
+    void childThatHangsIsEnded_data()
+    {
+        QTest::addColumn<QString>("commands");
+        QTest::newRow("asked to end") << "echo half > \"$out\"; exec sleep 60";
+        QTest::newRow("deaf") << "trap '' TERM; echo half > \"$out\"; while :; do sleep 0.1; done";
+    }
+
+    void childThatHangsIsEnded()
+    {
+        QFETCH(QString, commands);
+        constexpr unsigned int limit = 2000; // long enough for the stand-in to be there
+        FakeFFMpeg ffmpeg(commands);
+        QVERIFY(put("a.avi"));
+        QVERIFY(!convert("a.avi", "b.mp4", {}, true, limit).blocking());
+        QVERIFY(ffmpeg.lastPid() > 0 && !FakeFFMpeg::processExists(ffmpeg.lastPid()));
+        QCOMPARE(FFMPEGHelper::lastError, QString("FFMPEG timeout exceeded: 2000ms"));
+
+        const Result result(crop("a.avi", "b.mp4", 1000, limit).job());
+        QVERIFY(result.ended && !FakeFFMpeg::processExists(ffmpeg.lastPid()));
+        QCOMPARE(result.error, QString("FFMPEG timeout exceeded: 2000ms"));
+        QCOMPARE(filesHere(), QStringList("a.avi"));
+
+        std::unique_ptr<FFMPEGHelperJob> job(FFMPEGHelper::convertAsync("a.avi", "b.mp4"));
+        QSignalSpy finished(job.get(), &FFMPEGHelperJob::finished);
+        QTRY_VERIFY(QFileInfo("b.mp4").size() > 0);
+        QVERIFY(FakeFFMpeg::processExists(ffmpeg.lastPid()));
+        job->cancel();
+        job->cancel();
+        QVERIFY(finished.wait(endLimitMs) && job->isCancelled());
+        QCOMPARE(finished, QList<QVariantList>({{false, "Cancelled"}}));
+        QVERIFY(!FakeFFMpeg::processExists(ffmpeg.lastPid()));
+        QCOMPARE(filesHere(), QStringList("a.avi"));
+        job->cancel();
+        QVERIFY(!finished.wait(1));
+
+        auto *parent = new QObject;
+        FFMPEGHelper::joinAudioAsync({"a.avi"}, "b.mp4", false, FFMPEGHelper::noTimeLimit, parent);
+        QTRY_VERIFY(QFileInfo("b.mp4").size() > 0);
+        delete parent;
+        QVERIFY(!FakeFFMpeg::processExists(ffmpeg.lastPid()));
+        QCOMPARE(filesHere(), QStringList("a.avi"));
+    }
+
+    void progressOfAJob_data()
+    {
+        QTest::addColumn<Tool>("tool");
+        QTest::addColumn<QString>("length");
+        QTest::addColumn<double>("done"); // before the end; 0: not known
+        QTest::newRow("convert") << convert("a.avi", "b") << "00:00:10.00" << 0.25;
+        QTest::newRow("crop") << crop("a.avi", "b", 5000) << "00:00:10.00" << 0.5;
+        QTest::newRow("crop beyond the end") << crop("a.avi", "b", 50000) << "00:00:10.00" << 0.25;
+        QTest::newRow("join, by bytes") << join({"a.avi", "a.avi"}, "b") << "N/A" << 0.75;
+        QTest::newRow("unknown") << convert("a.avi", "b") << "N/A" << 0.0;
+    }
+
+    void progressOfAJob()
+    {
+        QFETCH(Tool, tool);
+        QFETCH(QString, length);
+        QFETCH(double, done);
+        FakeFFMpeg ffmpeg(QString(R"(printf '  Duration: %1, start: 0.000000, bitrate: 705 kb/s\n' >&2
+            printf 'size=       0kB time=N/A bitrate=N/A speed=N/A    \r' >&2
+            printf 'frame=    9 fps=0 size=       3kB time=00:00:02.50 bitrate= 719.0kbits/s    \r' >&2
+            printf 'frame=    9 fps=0 size=       2kB time=-00:00:01.00 bitrate= 719.0kbits/s    \r' >&2
+            echo made > "$out")")
+                              .arg(length));
+        QVERIFY(put("a.avi", QByteArray(2048, 'x')));
+        const Result result(tool.job());
+        QVERIFY(result.ended && result.ok);
+        QVector<double> told{0.0};
+        for (const QVariantList &arguments : result.progress) {
+            if (arguments.first().toDouble() > 0)
+                told << arguments.first().toDouble();
+        }
+        QCOMPARE(told, done > 0 ? QVector<double>({0.0, done, 1.0}) : QVector<double>({0.0, 1.0}));
+
+        FFMPEGHelperJob *job = tool.job();
+        QSignalSpy destroyed(job, &QObject::destroyed);
+        connect(job, &FFMPEGHelperJob::progress, this, [job] { delete job; });
+        QVERIFY(destroyed.wait(endLimitMs));
+    }
+
+    void joinNeverTakesAListThatIsThere()
+    {
+        FakeFFMpeg ffmpeg(recording("echo made > \"$out\""));
+        const QDateTime now = QDateTime::currentDateTime();
+        QStringList taken;
+        for (int ms = 0; ms < 500; ++ms) {
+            taken << QString("list%1.txt").arg(TextHelper::DateTimeFileString(now.addMSecs(ms), true));
+            QVERIFY(put(taken.last(), "of another join"));
+        }
+        QVERIFY(FFMPEGHelper::joinAudio({"x.wav"}, "b.wav"));
+        QCOMPARE(contentOf(note("list")), QByteArray("file 'x.wav' \r\n"));
+        for (const QString &list : qAsConst(taken))
+            QCOMPARE(contentOf(list), QByteArray("of another join"));
+    }
+
+private:
+    QString note(const QString &name) const
+    {
+        return notes->filePath(name);
+    }
+
+    // Commands that note the arguments and the list of a join first.
+    QString recording(const QString &commands) const
+    {
+        return QString(R"(printf '<%s>' "$@" > '%1'
+            for a; do case "$a" in list*.txt) cat "$a" > '%2';; esac; done
+            )")
+                   .arg(note("arguments"), note("list"))
+            + commands;
+    }
+
+    QString noted() const
+    {
+        QString arguments = QString::fromUtf8(contentOf(note("arguments")));
+        QFile::remove(note("arguments"));
+        return arguments.replace(
+            QRegularExpression("<list\\d{4}-\\d\\d-\\d\\d_\\d\\d-\\d\\d-\\d\\d-\\d{3}\\.txt>"), "<LIST>");
+    }
+
+    std::unique_ptr<QTemporaryDir> notes;
+    std::unique_ptr<QTemporaryDir> dir; // the current one
+};
+
+QTEST_GUILESS_MAIN(FFMPEGHelperTest)
+
+#include "tst_ffmpeghelper.moc"

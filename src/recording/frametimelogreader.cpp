@@ -3,6 +3,7 @@
 #include "recording/frametimelogformat_p.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QSaveFile>
 
 #include <algorithm>
@@ -89,6 +90,22 @@ bool FrameTimeLogReader::open(const QString &path, Damage damage)
     byTime = byFrame;
     std::sort(byTime.begin(), byTime.end(), earlier);
     return true;
+}
+
+std::function<qint64(int)> FrameTimeLogReader::timesBeside(const QString &videoPath, int firstFrame)
+{
+    const QFileInfo video(videoPath);
+    FrameTimeLogReader log;
+    if (!log.open(video.dir().filePath(video.completeBaseName() + QStringLiteral(".log")), Damage::Salvage))
+        return {};
+    return [log, firstFrame](int frame) -> qint64 {
+        const qint64 number = qint64(frame) + firstFrame;
+        if (frame < 0 || number < 0)
+            return -1;
+        const qint64 timeMs = log.timeOf(quint32(number));
+        const bool isInserted = timeMs == 0 && number > 0;
+        return isInserted ? -1 : timeMs;
+    };
 }
 
 QString FrameTimeLogReader::errorString() const

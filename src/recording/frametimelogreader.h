@@ -5,6 +5,8 @@
 #include <QString>
 #include <QVector>
 
+#include <functional>
+
 /**
  * Reads the frame time log that a recording leaves beside its video, and answers which frame was taken when.
  *
@@ -52,6 +54,17 @@ public:
      * \return false if the file cannot be read or is no frame time log; errorString() tells why.
      */
     bool open(const QString &path, Damage damage = Damage::Refuse);
+
+    /**
+     * Reads the log that a recording has left beside its video: the file of the same name that ends in
+     * ".log".
+     *
+     * \param firstFrame the number that the log has for the video's first frame; not 0 after
+     *                   VideoRecorder::stopAndCut(), where the log keeps the numbers of the uncut video.
+     * \return a function that gives the time of a frame in ms, or -1 if it is unknown, which that of an
+     * inserted frame is. An empty function if there is no log, or none with a whole record.
+     */
+    static std::function<qint64(int frame)> timesBeside(const QString &videoPath, int firstFrame = 0);
 
     /** Why the last open() was false, for a log line; empty after success. */
     QString errorString() const;

@@ -94,6 +94,21 @@ private Q_SLOTS:
         QCOMPARE(reader.timeOf(5), 66);
     }
 
+    void timesComeFromTheLogBesideTheVideo()
+    {
+        store(path, header(4) + record(0, 32, 0) + record(1, 48, 66) + record(2, 64, 0) + record(3, 80, 200));
+        const QFileInfo log(path);
+        const QString video = log.dir().filePath(log.completeBaseName() + QStringLiteral(".avi"));
+        const auto timeOf = FrameTimeLogReader::timesBeside(video);
+        QVERIFY(timeOf);
+        QVector<qint64> times;
+        for (int frame = -1; frame < 5; ++frame)
+            times << timeOf(frame);
+        QCOMPARE(times, (QVector<qint64>{-1, 0, 66, -1, 200, -1})); // the third was inserted
+        QCOMPARE(FrameTimeLogReader::timesBeside(video, 1)(2), qint64(200)); // cut at the front
+        QVERIFY(!FrameTimeLogReader::timesBeside(folder->filePath(QStringLiteral("other.avi"))));
+    }
+
     void logInAFolderThatIsMissingStoresNothing()
     {
         FrameTimeLog log(folder->filePath(QStringLiteral("no/such.log")));

@@ -148,6 +148,87 @@
     </message>
 </context>
 <context>
+    <name>AnnotationNameList</name>
+    <message>
+        <source>Colour of &quot;%1&quot;</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Annotation names</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The selected name is given to what is drawn next. Space shows or hides, Return changes the colour.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>New name</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Colour...</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Change the colour of the selected name</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>AnnotationNames</name>
+    <message>
+        <source>Shown, colour %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Hidden, colour %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>AnnotationOverlay</name>
+    <message>
+        <source>Annotations</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Rectangle &quot;%1&quot; at %2, %3, size %4 by %5</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Point %1 of &quot;%2&quot; at %3, %4</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>point</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>rectangle</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 %</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>yes</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>no</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message numerus="yes">
+        <source>%n more</source>
+        <comment>lines that do not fit</comment>
+        <translation type="unfinished">
+            <numerusform></numerusform>
+            <numerusform></numerusform>
+        </translation>
+    </message>
+</context>
+<context>
     <name>CameraFlip</name>
     <message>
         <source>FlipNone</source>
@@ -655,6 +736,37 @@
     </message>
     <message>
         <source>No annotations are open</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>VideoPlayerController</name>
+    <message>
+        <source>Cannot save &quot;%1&quot;: there is no picture format &quot;%2&quot;.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Cannot save &quot;%1&quot;: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Frame %1 / %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Frame %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Captured %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Position in the video</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>There is no picture to save.</source>
         <translation type="unfinished"></translation>
     </message>
 </context>

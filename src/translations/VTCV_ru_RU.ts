@@ -148,6 +148,88 @@
     </message>
 </context>
 <context>
+    <name>AnnotationNameList</name>
+    <message>
+        <source>Colour of &quot;%1&quot;</source>
+        <translation>Цвет имени «%1»</translation>
+    </message>
+    <message>
+        <source>Annotation names</source>
+        <translation>Имена разметки</translation>
+    </message>
+    <message>
+        <source>The selected name is given to what is drawn next. Space shows or hides, Return changes the colour.</source>
+        <translation>Выбранное имя получит то, что будет нарисовано следующим. Пробел показывает и скрывает, Enter меняет цвет.</translation>
+    </message>
+    <message>
+        <source>New name</source>
+        <translation>Новое имя</translation>
+    </message>
+    <message>
+        <source>Colour...</source>
+        <translation>Цвет…</translation>
+    </message>
+    <message>
+        <source>Change the colour of the selected name</source>
+        <translation>Изменить цвет выбранного имени</translation>
+    </message>
+</context>
+<context>
+    <name>AnnotationNames</name>
+    <message>
+        <source>Shown, colour %1</source>
+        <translation>Показано, цвет %1</translation>
+    </message>
+    <message>
+        <source>Hidden, colour %1</source>
+        <translation>Скрыто, цвет %1</translation>
+    </message>
+</context>
+<context>
+    <name>AnnotationOverlay</name>
+    <message>
+        <source>Annotations</source>
+        <translation>Разметка</translation>
+    </message>
+    <message>
+        <source>Rectangle &quot;%1&quot; at %2, %3, size %4 by %5</source>
+        <translation>Прямоугольник «%1», положение %2, %3, размер %4 на %5</translation>
+    </message>
+    <message>
+        <source>Point %1 of &quot;%2&quot; at %3, %4</source>
+        <translation>Точка %1 из «%2», положение %3, %4</translation>
+    </message>
+    <message>
+        <source>point</source>
+        <translation>точка</translation>
+    </message>
+    <message>
+        <source>rectangle</source>
+        <translation>прямоугольник</translation>
+    </message>
+    <message>
+        <source>%1 %</source>
+        <translation>%1&#xa0;%</translation>
+    </message>
+    <message>
+        <source>yes</source>
+        <translation>да</translation>
+    </message>
+    <message>
+        <source>no</source>
+        <translation>нет</translation>
+    </message>
+    <message numerus="yes">
+        <source>%n more</source>
+        <comment>lines that do not fit</comment>
+        <translation>
+            <numerusform>ещё %n</numerusform>
+            <numerusform>ещё %n</numerusform>
+            <numerusform>ещё %n</numerusform>
+        </translation>
+    </message>
+</context>
+<context>
     <name>CameraFlip</name>
     <message>
         <source>FlipNone</source>
@@ -657,6 +739,37 @@
     <message>
         <source>No annotations are open</source>
         <translation>Разметка не открыта</translation>
+    </message>
+</context>
+<context>
+    <name>VideoPlayerController</name>
+    <message>
+        <source>Cannot save &quot;%1&quot;: there is no picture format &quot;%2&quot;.</source>
+        <translation>Не удалось сохранить «%1»: формата изображений «%2» нет.</translation>
+    </message>
+    <message>
+        <source>Cannot save &quot;%1&quot;: %2</source>
+        <translation>Не удалось сохранить «%1»: %2</translation>
+    </message>
+    <message>
+        <source>Frame %1 / %2</source>
+        <translation>Кадр %1 / %2</translation>
+    </message>
+    <message>
+        <source>Frame %1</source>
+        <translation>Кадр %1</translation>
+    </message>
+    <message>
+        <source>Captured %1</source>
+        <translation>Снято %1</translation>
+    </message>
+    <message>
+        <source>Position in the video</source>
+        <translation>Позиция в видео</translation>
+    </message>
+    <message>
+        <source>There is no picture to save.</source>
+        <translation>Нет изображения для сохранения.</translation>
     </message>
 </context>
 <context>

@@ -7,7 +7,12 @@
 #include "cameras/camerastatuswidget.h"
 #include "cameras/camerawatcher.h"
 #include "cameras/ipcamera.h"
+#include "playback/annotationnamelist.h"
+#include "playback/annotationnames.h"
+#include "playback/annotationoverlay.h"
 #include "playback/simplevideoplayer.h"
+#include "playback/videoannotations.h"
+#include "playback/videoplayercontroller.h"
 #include "playback/videoplayerwidget.h"
 #include "support/virtualcameras.h"
 
@@ -217,6 +222,71 @@ QPixmap viewerPicture(const QString &path)
     return picture(&viewer, {440, 300});
 }
 
+// A junction from above: something that annotations have a meaning on.
+bool writeJunction(const QString &path)
+{
+    const cv::Size size(640, 360);
+    cv::VideoWriter video(
+        path.toStdString(), cv::CAP_FFMPEG, cv::VideoWriter::fourcc('M', 'J', 'P', 'G'), 25, size);
+    for (int frame = 0; frame < 250 && video.isOpened(); ++frame) {
+        cv::Mat scene(size, CV_8UC3, cv::Scalar(60, 110, 70));
+        const cv::Scalar asphalt(90, 90, 90);
+        cv::rectangle(scene, {0, 140, 640, 110}, asphalt, cv::FILLED);
+        cv::rectangle(scene, {430, 0, 90, 360}, asphalt, cv::FILLED);
+        for (int x = -20; x < 640; x += 40) {
+            if (x < 400 || x > 520)
+                cv::rectangle(scene, {x, 193, 20, 4}, cv::Scalar(220, 220, 220), cv::FILLED);
+        }
+        cv::rectangle(scene, {100 + frame, 152, 74, 34}, cv::Scalar(60, 60, 200), cv::FILLED);
+        cv::rectangle(scene, {120 + frame, 157, 30, 24}, cv::Scalar(50, 40, 40), cv::FILLED);
+        cv::rectangle(scene, {360 - frame, 205, 110, 38}, cv::Scalar(190, 150, 60), cv::FILLED);
+        cv::circle(scene, {475, 290 - frame}, 11, cv::Scalar(60, 200, 230), cv::FILLED, cv::LINE_AA);
+        video.write(scene);
+    }
+    return video.isOpened();
+}
+
+QPixmap annotationPicture(const QString &video)
+{
+    VideoAnnotations annotations;
+    annotations.open(video);
+    const auto set = [&](FrameInfo::InfoDataType type, const char *name, const QVariant &value) {
+        annotations.setValue(40, type, QString::fromUtf8(name), value);
+    };
+    set(FrameInfo::Rect, "car", QRect(140, 152, 74, 34));
+    set(FrameInfo::Rect, "van", QRect(320, 205, 110, 38));
+    set(FrameInfo::Points, "cyclist", QVariant::fromValue(QList<QPoint>{{475, 250}, {475, 300}, {470, 340}}));
+    set(FrameInfo::Percent, "visible", 85);
+    set(FrameInfo::Value, "speed", 12.5);
+    set(FrameInfo::Comment, "note", QStringLiteral("van gives way"));
+
+    QWidget window;
+    auto *const player = new VideoPlayerWidget(video);
+    VideoPlayerController controller(player);
+    auto *const list = new AnnotationNameList;
+    auto *const overlay = new AnnotationOverlay;
+    overlay->setNames(list->getNames());
+    overlay->setAnnotations(&annotations);
+    overlay->setController(&controller);
+    auto *const layout = new QGridLayout(&window);
+    layout->addWidget(player, 0, 0);
+    layout->addWidget(list, 0, 1);
+    layout->addWidget(controller.createLabel(), 1, 0, 1, 2);
+    layout->setColumnStretch(0, 4);
+    layout->setColumnStretch(1, 1);
+    window.resize(760, 400);
+    window.show();
+    controller.setCaptureTimes(
+        [](int frame) { return 40 * frame; }, QDateTime(QDate(2026, 11, 24), QTime(14, 30)));
+    controller.seek(40);
+    QElapsedTimer timer;
+    timer.start();
+    while (controller.getPosition() != 40 && timer.elapsed() < 10000)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    overlay->select(FrameInfo::Rect, QStringLiteral("van"));
+    return picture(&window, window.size());
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -259,6 +329,12 @@ int main(int argc, char **argv)
             });
         }
     }
+    Sheet annotations(2);
+    const QString video = home.filePath(QStringLiteral("junction.avi"));
+    if (!writeJunction(video))
+        qFatal("no video can be written");
+    for (const Look &look : looks)
+        with(look, [&] { annotations.add(QLatin1String(look.name), annotationPicture(video)); });
     const QMetaEnum states = QMetaEnum::fromType<CameraHealthWatch::State>();
     for (const Look &look : looks) {
         for (int i = 0; i < states.keyCount(); ++i) {
@@ -287,7 +363,8 @@ int main(int argc, char **argv)
 
     const QString folder = QString::fromLocal8Bit(argv[1]);
     const QString ending = QString::fromLocal8Bit(argv[2]) + QStringLiteral(".png");
-    const bool isSaved = rows.save(folder + QStringLiteral("/camera-row") + ending)
+    const bool isSaved = annotations.save(folder + QStringLiteral("/annotation-overlay") + ending)
+        && rows.save(folder + QStringLiteral("/camera-row") + ending)
         && settings.save(folder + QStringLiteral("/camera-settings") + ending)
         && status.save(folder + QStringLiteral("/camera-status") + ending)
         && players.save(folder + QStringLiteral("/player") + ending)

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QColor>
+
+class QString;
+class QWidget;
+
+namespace ShapeColor {
+
+/**
+ * The colour in which \a widget draws a shape of the colour \a name on its background.
+ *
+ * That is the named one where it has a contrast of 3:1 at least, and the text colour of the palette where it
+ * has not, where the widget is disabled, and where \a name is none.
+ */
+QColor of(const QWidget &widget, const QString &name);
+
+} // namespace ShapeColor

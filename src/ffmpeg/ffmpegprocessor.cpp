@@ -15,7 +15,9 @@ namespace {
 
 constexpr int terminateLimitMs = 2000;
 constexpr int killLimitMs = 2000;
+constexpr int cancelLimitMs = 3000;
 constexpr int startFailedCode = -1;
+constexpr int cancelledCode = 255;
 
 // "frame=" and the number, right-aligned in five columns.
 const QLatin1String progressMark("frame=");
@@ -56,6 +58,9 @@ FFMpegProcessor::FFMpegProcessor(QObject *parent)
         if (error == QProcess::FailedToStart)
             failToStart();
     });
+    killTimer.setSingleShot(true);
+    killTimer.setInterval(cancelLimitMs);
+    connect(&killTimer, &QTimer::timeout, process.get(), &QProcess::kill);
 }
 
 FFMpegProcessor::~FFMpegProcessor()
@@ -105,6 +110,11 @@ bool FFMpegProcessor::hasCrashed() const
     return lastCrashed;
 }
 
+bool FFMpegProcessor::wasCancelled() const
+{
+    return cancelled;
+}
+
 QString FFMpegProcessor::lastText() const
 {
     return text->lastLines();
@@ -150,8 +160,19 @@ bool FFMpegProcessor::joinVideoAndAudio(const QString &video, const QString &aud
     return info.isValid;
 }
 
+void FFMpegProcessor::cancel()
+{
+    if (!running || cancelled)
+        return;
+    cancelled = true;
+    // Not by "q" on its input: it would end with exit code 0 and a part of the video, as if that were all.
+    process->terminate();
+    killTimer.start();
+}
+
 void FFMpegProcessor::resetJob()
 {
+    cancelled = false;
     frameCount = 0;
     inputFile.clear();
     audioFile.clear();
@@ -176,6 +197,9 @@ void FFMpegProcessor::setFiles(const QString &input, const QString &output)
 
 void FFMpegProcessor::startProcess(const QStringList &arguments)
 {
+    const QFileInfo output(outputFile);
+    outputTime = output.lastModified();
+    outputSize = output.size();
     process->start(QStringLiteral("ffmpeg"), arguments, QIODevice::ReadWrite);
     // Nobody answers the question whether to overwrite a file; with its input closed, ffmpeg takes that for
     // a no instead of waiting for ever.
@@ -201,7 +225,9 @@ void FFMpegProcessor::ffmpegFinished(int exitCode)
 {
     qDebug() << "FFMPEG finished here" << exitCode << finalFile << inputFile << outputFile;
     const bool crashed = process->exitStatus() == QProcess::CrashExit;
-    if (exitCode == 0 && !crashed) {
+    if (cancelled) {
+        removeOutput();
+    } else if (exitCode == 0 && !crashed) {
         if (!finalFile.isEmpty()) {
             replaceInput();
         } else if (!isSamePath(inputFile, outputFile)) {
@@ -228,6 +254,15 @@ void FFMpegProcessor::replaceInput()
     }
 }
 
+void FFMpegProcessor::removeOutput()
+{
+    const QFileInfo output(outputFile);
+    // Something else than a file, such as a device, is no output of ours; an older file may lie there
+    // untouched because ffmpeg had not come to it yet, or refused to overwrite it.
+    if (output.isFile() && (output.lastModified() != outputTime || output.size() != outputSize))
+        QFile::remove(output.canonicalFilePath());
+}
+
 void FFMpegProcessor::failToStart()
 {
     const QString reason = process->errorString();
@@ -246,7 +281,8 @@ void FFMpegProcessor::failToStart()
 
 void FFMpegProcessor::endJob(int code, bool crash)
 {
-    lastExitCode = code;
+    killTimer.stop();
+    lastExitCode = cancelled && code == 0 ? cancelledCode : code;
     lastCrashed = crash;
     running = false;
     Q_EMIT finished();

@@ -2,9 +2,11 @@
 
 #include "vtcv_export.h"
 
+#include <QDateTime>
 #include <QObject>
 #include <QString>
 #include <QStringList>
+#include <QTimer>
 
 #include <memory>
 
@@ -49,6 +51,10 @@ struct VideoInfo
  * `ffmpeg` gets no answer on its input: where it would ask a question, it fails. A join never overwrites its
  * output (nor an old side file); a convert does.
  *
+ * cancel() asks the child to end and kills it where it has not ended within 3 s (on Windows nothing else ends
+ * it). The job then ends as one that failed, whatever the child's exit code is, so that the input is kept;
+ * what the child has written is removed.
+ *
  * Where `ffmpeg` cannot be started, a job ends as one that failed: one console line, and finished() as soon
  * as events are delivered.
  *
@@ -71,11 +77,14 @@ public:
     bool isRunning() const;
 
     /** The exit code of the last job that has ended, the number of the signal after a crash, -1 where
-     * `ffmpeg` could not be started. */
+     * `ffmpeg` could not be started. Never 0 after cancel(): 255 then, which `ffmpeg` itself uses. */
     int exitCode() const;
 
     /** True where the child of the last job did not end by itself (killed, crashed). */
     bool hasCrashed() const;
+
+    /** True where the job under way, or the last one, was ended by cancel(). */
+    bool wasCancelled() const;
 
     /** The last 20 lines that `ffmpeg` has written to its error channel in the last job: the reason of a
      * failure. */
@@ -99,6 +108,10 @@ public:
      */
     bool joinVideoAndAudio(const QString &video, const QString &audio, const QString &output);
 
+    /** Ends the job under way; finished() tells when that is done. Returns at once, and does nothing where no
+     * job is under way. A file that lay at the output and that the child has not touched stays. */
+    void cancel();
+
 Q_SIGNALS:
     /** \a frame of \a frameCount frames of the input are done. Not emitted where the input's number of frames
      * is unknown. From 100 000 frames on, \a frame lacks its last digit. */
@@ -121,6 +134,7 @@ private:
     void readOutput();
     void readErrors();
     void replaceInput();
+    void removeOutput();
     void failToStart();
     void endJob(int code, bool crash);
 
@@ -130,6 +144,10 @@ private:
     QString audioFile; // of a join, empty otherwise
     QString outputFile; // what ffmpeg writes
     QString finalFile; // not empty exactly where the output is a side file that replaces the input
+    QTimer killTimer{this}; // runs while a cancelled child has time to end by itself
+    QDateTime outputTime; // when what lay at outputFile before the job was changed; invalid where nothing did
+    qint64 outputSize = 0; // and its size in bytes
+    bool cancelled = false;
     bool running = false;
     int lastExitCode = 0;
     bool lastCrashed = false;

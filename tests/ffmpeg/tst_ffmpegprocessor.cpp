@@ -395,6 +395,74 @@ private Q_SLOTS:
         QCOMPARE(contentOf(path("a.avi")), contentOf(clip()));
     }
 
+    void cancelKeepsTheInputAndRemovesTheOutput_data()
+    {
+        QTest::addColumn<QString>("job");
+        QTest::addColumn<QString>("commands");
+        QTest::addColumn<int>("exitCode");
+        QTest::addColumn<QString>("left"); // file=new or file=old
+        const QString loop = QStringLiteral("touch \"$dir/ready\"; while :; do sleep 0.02; done");
+        QTest::newRow("child that obeys")
+            << "a.avi b.mp4" << makesOutput("touch \"$dir/ready\"; exec sleep 100") << 15 << "a.avi=old";
+        QTest::newRow("child that ends with success when told to")
+            << "a.avi b.mp4" << makesOutput("trap 'exit 0' TERM; " + loop) << 255 << "a.avi=old";
+        QTest::newRow("child that ignores")
+            << "a.avi a.avi" << makesOutput("trap '' TERM; " + loop) << 9 << "a.avi=old";
+        QTest::newRow("join") << "a.avi a.wav b.mp4" << makesOutput("trap 'exit 1' TERM; " + loop) << 1
+                              << "a.avi=old a.wav=old";
+        QTest::newRow("older file overwritten")
+            << "a.avi b.mp4 -y" << makesOutput("trap 'exit 1' TERM; " + loop) << 1 << "a.avi=old";
+        QTest::newRow("older file untouched") << "a.avi b.mp4 -y"
+                                              << "trap 'exit 1' TERM; " + loop << 1 << "a.avi=old b.mp4=old";
+        QTest::newRow("link to elsewhere") << "a.avi link.mp4" << makesOutput("trap 'exit 1' TERM; " + loop)
+                                           << 1 << "a.avi=old"; // and no target of it
+    }
+
+    void cancelKeepsTheInputAndRemovesTheOutput()
+    {
+        QFETCH(QString, job);
+        QFETCH(QString, commands);
+        QFETCH(int, exitCode);
+        QFETCH(QString, left);
+        FakeFFMpeg ffmpeg(commands);
+        QStringList files = job.split(QLatin1Char(' '));
+        place(files.first());
+        if (files.removeAll(QStringLiteral("-y")) > 0)
+            place(files.last());
+        if (files.size() == 3)
+            place(files.at(1));
+        QVERIFY(QFile::link(path("target.mp4"), path("link.mp4")));
+        for (QString &file : files)
+            file = path(file);
+
+        FFMpegProcessor processor;
+        QSignalSpy finished(&processor, &FFMpegProcessor::finished);
+        processor.cancel(); // of nothing
+        QVERIFY(start(processor, files) && !processor.wasCancelled());
+        QTRY_VERIFY(ffmpeg.hasFile(QStringLiteral("ready")));
+        processor.cancel();
+        processor.cancel();
+        QVERIFY(processor.wasCancelled() && processor.isRunning());
+        QTRY_COMPARE_WITH_TIMEOUT(finished.count(), 1, 30'000);
+        QCOMPARE(processor.exitCode(), exitCode);
+        QVERIFY(!FakeFFMpeg::processExists(ffmpeg.lastPid()));
+        QStringList found;
+        for (const QString &file : QDir(dir->path()).entryList(QDir::Files)) {
+            found << file
+                    + (contentOf(path(file)) == contentOf(clip()) ? QStringLiteral("=old")
+                                                                  : QStringLiteral("=new"));
+        }
+        QCOMPARE(found.join(QLatin1Char(' ')), left);
+
+        // The kill that waited is not meant for the next child.
+        ffmpeg.setCommands(QStringLiteral("sleep 4; exit 0"));
+        if (exitCode == 255) {
+            QVERIFY(start(processor, files) && !processor.wasCancelled());
+            QTRY_COMPARE_WITH_TIMEOUT(finished.count(), 2, 30'000);
+            QVERIFY(processor.exitCode() == 0 && !processor.hasCrashed());
+        }
+    }
+
 private:
     QString clip() const
     {

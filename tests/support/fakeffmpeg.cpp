@@ -66,6 +66,11 @@ qint64 FakeFFMpeg::lastPid() const
     return read(QStringLiteral("pid")).trimmed().toLongLong();
 }
 
+bool FakeFFMpeg::hasFile(const QString &name) const
+{
+    return QFile::exists(dir.filePath(name));
+}
+
 void FakeFFMpeg::letGo(const QString &name)
 {
     QFile(dir.filePath(QStringLiteral("go-") + name)).open(QIODevice::WriteOnly);

@@ -34,6 +34,9 @@ public:
     /** The process id of the last call, 0 if there was none. */
     qint64 lastPid() const;
 
+    /** Whether the commands have made the file `$dir/NAME`. */
+    bool hasFile(const QString &name) const;
+
     /** Ends the waiting of `await \a name`. */
     void letGo(const QString &name);
 

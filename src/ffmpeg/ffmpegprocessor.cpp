@@ -51,6 +51,10 @@ FFMpegProcessor::FFMpegProcessor(QObject *parent)
     connect(process.get(), &QProcess::readyReadStandardOutput, this, &FFMpegProcessor::readOutput);
     connect(process.get(), &QProcess::readyReadStandardError, this, &FFMpegProcessor::readErrors);
     connect(process.get(), &QProcess::started, this, &FFMpegProcessor::started);
+    connect(process.get(), &QProcess::started, this, [this] {
+        if (cancelled)
+            process->terminate();
+    });
     // Of the two signals of this name the last one, so that a slot of finished() may start the next job.
     connect(process.get(), qOverload<int, QProcess::ExitStatus>(&QProcess::finished), this,
         &FFMpegProcessor::ffmpegFinished);
@@ -68,6 +72,7 @@ FFMpegProcessor::~FFMpegProcessor()
     process->disconnect(this);
     if (process->state() == QProcess::NotRunning)
         return;
+    process->waitForStarted(terminateLimitMs); // see cancel()
     process->terminate();
     if (!process->waitForFinished(terminateLimitMs)) {
         process->kill();
@@ -165,9 +170,11 @@ void FFMpegProcessor::cancel()
     if (!running || cancelled)
         return;
     cancelled = true;
-    // Not by "q" on its input: it would end with exit code 0 and a part of the video, as if that were all.
-    process->terminate();
     killTimer.start();
+    // Not by "q" on its input: it would end with exit code 0 and a part of the video, as if that were all.
+    // And not before it has become ffmpeg: until then it has the host's signal handlers.
+    if (process->state() == QProcess::Running)
+        process->terminate();
 }
 
 void FFMpegProcessor::resetJob()

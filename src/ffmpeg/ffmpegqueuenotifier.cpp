@@ -4,6 +4,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -23,17 +24,20 @@ bool uses(const FFMpegJob &job, const QString &wanted)
 
 } // namespace
 
-FFMpegQueueNotifier::FFMpegQueueNotifier(FFMpegQueue &owner) : queue(owner) { }
+FFMpegQueueNotifier::FFMpegQueueNotifier(FFMpegQueue &owner) : queue(owner)
+{
+    qRegisterMetaType<FFMpegJobVerdict>("FFMpegJobVerdict");
+}
 
-quint64 FFMpegQueueNotifier::appendJob(
-    FFMpegJobType type, const QString &source, const QString &dest, const QString &audio)
+quint64 FFMpegQueueNotifier::appendJob(FFMpegJobType type, const QString &source, const QString &dest,
+    const QString &audio, std::shared_ptr<void> held)
 {
     quint64 ticket = 0;
     {
         const QMutexLocker lock(&queue.mutex);
         ticket = ++queue.lastTicket;
         queue.jobs << FFMpegJob{source, audio, dest, type};
-        queue.tickets << ticket;
+        queue.tickets << FFMpegQueue::Ticket{ticket, std::move(held)};
     }
     queue.wake();
     return ticket;
@@ -42,7 +46,27 @@ quint64 FFMpegQueueNotifier::appendJob(
 bool FFMpegQueueNotifier::isPending(quint64 ticket) const
 {
     const QMutexLocker lock(&queue.mutex);
-    return ticket != 0 && (queue.currentTicket == ticket || queue.tickets.contains(ticket));
+    return ticket != 0
+        && (queue.currentTicket.number == ticket
+            || std::any_of(queue.tickets.cbegin(), queue.tickets.cend(),
+                [=](const FFMpegQueue::Ticket &waiting) { return waiting.number == ticket; }));
+}
+
+quint64 FFMpegQueueNotifier::currentTicket() const
+{
+    const QMutexLocker lock(&queue.mutex);
+    return queue.currentTicket.number;
+}
+
+bool FFMpegQueueNotifier::isBusy() const
+{
+    const QMutexLocker lock(&queue.mutex);
+    return queue.currentTicket.number != 0 || !queue.jobs.isEmpty();
+}
+
+bool FFMpegQueueNotifier::cancel(quint64 ticket)
+{
+    return queue.cancel(ticket);
 }
 
 bool FFMpegQueueNotifier::usesFile(const QString &path) const
@@ -51,7 +75,7 @@ bool FFMpegQueueNotifier::usesFile(const QString &path) const
     if (wanted.isEmpty())
         return false;
     const QMutexLocker lock(&queue.mutex);
-    return (queue.currentTicket != 0 && uses(queue.currentJob, wanted))
+    return (queue.currentTicket.number != 0 && uses(queue.currentJob, wanted))
         || std::any_of(
             queue.jobs.cbegin(), queue.jobs.cend(), [&](const FFMpegJob &job) { return uses(job, wanted); });
 }

@@ -275,7 +275,7 @@ private:
     void deliver(Delivery &delivery);
     void deliverLog(const Delivery &delivery);
     void checkTempFile(const Delivery &delivery);
-    void announceEnd(Delivery delivery, int durationMs);
+    void announceEnd(const Delivery &delivery, int durationMs);
 
     mutable QMutex
         mutex; // guards the slot, the paths, the log, insertedFrames, report and what else says so below

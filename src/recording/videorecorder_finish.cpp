@@ -48,14 +48,6 @@ int framesIn(const QString &path)
     return CaptureSource::open(capture, path) ? CaptureSource::frameCount(capture) : 0;
 }
 
-// Lives on the recorder's worker and waits for the end of one recording's job.
-class RecordingEnd : public QObject
-{
-public:
-    std::shared_ptr<RecordingTempFile>
-        tempFile; // our claim on the name, for as long as the job reads the file
-};
-
 } // namespace
 
 // Called with the mutex held.
@@ -110,10 +102,11 @@ void VideoRecorder::finish()
         const QMutexLocker locker(&mutex);
         frameCount = 0;
         if (!isRecording)
-            tempFile.reset(); // the delivery holds the claim for as long as the file is needed
+            tempFile.reset(); // the delivery and its job hold the claim for as long as the file is needed
     }
     if (delivery.ticket != 0) {
-        announceEnd(std::move(delivery), durationMs);
+        delivery.tempFile.reset();
+        announceEnd(delivery, durationMs);
         savingFile = false;
         return;
     }
@@ -183,8 +176,8 @@ void VideoRecorder::deliver(Delivery &delivery)
         const QString audio = delivery.tempFile->audioPath();
         const bool withAudio = QFile::exists(audio);
         qDebug() << "JOB" << source << audio << withAudio;
-        delivery.ticket = ffmpegQueue->notifier()->appendJob(
-            withAudio ? JoinVideoAndAudio : Convert, source, delivery.path, withAudio ? audio : QString());
+        delivery.ticket = ffmpegQueue->notifier()->appendJob(withAudio ? JoinVideoAndAudio : Convert, source,
+            delivery.path, withAudio ? audio : QString(), delivery.tempFile);
     } else {
         writeConsole(QStringLiteral("Tempfile ") + sizeAndPath(source));
         writeConsole(QStringLiteral("Destfile ") + sizeAndPath(delivery.path));
@@ -211,23 +204,33 @@ void VideoRecorder::deliverLog(const Delivery &delivery)
                      .arg(delivery.logPath, delivery.tempLogPath));
 }
 
-void VideoRecorder::announceEnd(Delivery delivery, int durationMs)
+void VideoRecorder::announceEnd(const Delivery &delivery, int durationMs)
 {
     FFMpegQueue *const queue = ffmpegQueue;
     FFMpegQueueNotifier *const jobs = queue->notifier();
     const quint64 ticket = delivery.ticket;
-    auto *const watcher = new RecordingEnd;
-    watcher->tempFile = std::move(delivery.tempFile);
+    auto *const watcher = new QObject; // on this thread
     endWatchers.erase(std::remove(endWatchers.begin(), endWatchers.end(), nullptr), endWatchers.end());
     endWatchers.emplace_back(watcher);
 
     // All handlers run on this thread, between passes. Deleting the watcher ends its connections and pending
     // calls.
     const auto announce = [this, watcher, durationMs, path = delivery.path] {
-        watcher->tempFile.reset();
         Q_EMIT recordFinished(path, durationMs);
         delete watcher;
     };
+    connect(jobs, &FFMpegQueueNotifier::jobOver, watcher,
+        [ticket, source = delivery.tempFilePath](quint64 over, const FFMpegJobVerdict &verdict) {
+            if (over != ticket)
+                return;
+            if (verdict.outcome == FFMpegJobVerdict::Cancelled) {
+                writeConsole(QStringLiteral("The job was cancelled, the recording stays in %1").arg(source));
+            } else if (verdict.outcome == FFMpegJobVerdict::Failed) {
+                writeConsole(QStringLiteral("ffmpeg failed with exit code %1, the recording stays in %2")
+                                 .arg(verdict.exitCode)
+                                 .arg(source));
+            }
+        });
     connect(queue, &FFMpegQueue::jobFinished, watcher, [jobs, ticket, announce](int jobsLeft) {
         // An end that was told before our job was appended is none of ours.
         if (jobsLeft == 0 && !jobs->isPending(ticket))
@@ -238,14 +241,6 @@ void VideoRecorder::announceEnd(Delivery delivery, int durationMs)
             // With the last job dropped no jobFinished(0) follows for those that ended before it.
             if (dropped == ticket || (queue->jobsCount() == 0 && !jobs->isPending(ticket)))
                 announce();
-        });
-    connect(jobs, &FFMpegQueueNotifier::jobEnded, watcher,
-        [ticket, source = delivery.tempFilePath](quint64 ended, int exitCode, bool crashed) {
-            if (ended == ticket && (exitCode != 0 || crashed)) {
-                writeConsole(QStringLiteral("ffmpeg failed with exit code %1, the recording stays in %2")
-                                 .arg(exitCode)
-                                 .arg(source));
-            }
         });
     // The job may have come to its end before the connections stood.
     if (!jobs->isPending(ticket))

@@ -1,0 +1,49 @@
+#include "ffmpeg/ffmpegjobwatch.h"
+
+#include "ffmpeg/ffmpegqueuenotifier_p.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <QLockFile>
+
+#include <memory>
+#include <utility>
+
+FFMpegJobWatch::FFMpegJobWatch(FFMpegQueue *queue, QObject *parent) : QObject(parent), queue(queue)
+{
+    qRegisterMetaType<FFMpegJobVerdict>();
+    if (queue) {
+        connect(queue->notifier(), &FFMpegQueueNotifier::jobOver, this,
+            [this](quint64, const FFMpegJobVerdict &verdict) { Q_EMIT jobEnded(verdict); });
+    }
+}
+
+bool FFMpegJobWatch::requeue(const FFMpegJobVerdict &verdict, ExistingFile existing)
+{
+    const FFMpegJob &job = verdict.job;
+    const QFileInfo source(job.source);
+    if (!queue || !source.isFile())
+        return false;
+    // A recorder holds such a lock on the name under which a recording grows, and success of a job would
+    // remove that file under its writer.
+    auto claim = std::make_shared<QLockFile>(
+        source.path() + QLatin1Char('/') + source.completeBaseName() + QStringLiteral(".lock"));
+    claim->setStaleLockTime(0);
+    if (!claim->tryLock(0) && claim->error() == QLockFile::LockFailedError)
+        return false;
+    // Another recording may have taken the name since.
+    if (source.size() != verdict.sourceSize || source.lastModified() != verdict.sourceTime)
+        return false;
+    if (job.type == JoinVideoAndAudio) {
+        const QFileInfo dest(job.dest);
+        if (!QFile::exists(job.audio))
+            return false;
+        const bool isTaken = dest.exists() && dest != source; // in place, the destination is the source
+        if (isTaken && (existing == Keep || dest == QFileInfo(job.audio) || !QFile::remove(dest.filePath())))
+            return false;
+    }
+    queue->notifier()->appendJob(job.type, job.source, job.dest, job.audio, std::move(claim));
+    if (!queue->isWorking())
+        queue->initAndStart();
+    return true;
+}

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "ffmpeg/ffmpegqueue.h"
+#include "vtcv_export.h"
+
+#include <QDateTime>
+#include <QMetaType>
+#include <QObject>
+#include <QPointer>
+#include <QString>
+
+/** What has become of one job of FFMpegQueue. */
+struct FFMpegJobVerdict
+{
+    enum Outcome
+    {
+        Done, // exit code 0: dest is ready, the source consumed
+        Failed, // any other end of the child, or ffmpeg could not be started; the source is kept
+        Cancelled, // by cancelCurrent() or cancelAll(), while it ran or before; the source is kept
+        NothingStarted // the source is no video, or the audio does not exist
+    };
+
+    FFMpegJob job;
+    Outcome outcome = Failed;
+    int exitCode = -1; // of ffmpeg, the number of the signal after a crash; -1 where it was not started
+    bool hasCrashed = false; // the child did not end by itself
+    QString text; // the last 20 lines of ffmpeg's error channel: the reason of a failure
+    qint64 durationMs = 0; // from the start of the child until the queue noticed its end
+    qint64 sourceSize = -1; // bytes; what was left of the source then, by which requeue() knows it again
+    QDateTime sourceTime; // and when it was changed last
+};
+Q_DECLARE_METATYPE(FFMpegJobVerdict)
+
+/**
+ * Tells what has become of each job of a queue, and queues a job again.
+ *
+ *     auto *watch = new FFMpegJobWatch(VideoRecorder::ffmpegQueue, this);
+ *     connect(watch, &FFMpegJobWatch::jobEnded, this, [=](const FFMpegJobVerdict &verdict) {
+ *         if (verdict.outcome == FFMpegJobVerdict::Failed && userWantsToTryAgain(verdict.text))
+ *             watch->requeue(verdict);
+ *     });
+ *
+ * Unlike the signals of the queue, this one comes for every job: also for one that starts nothing, and for
+ * one that is cancelled while it waits.
+ *
+ * \thread The one that created the object, which must deliver events.
+ * \ownership The queue may be deleted; nothing more comes then.
+ */
+class VTCV_EXPORT FFMpegJobWatch : public QObject
+{
+    Q_OBJECT
+
+public:
+    /** What requeue() does with a file that lies where a join is to write. */
+    enum ExistingFile
+    {
+        Keep,
+        Replace
+    };
+
+    explicit FFMpegJobWatch(FFMpegQueue *queue, QObject *parent = nullptr);
+
+    /**
+     * Queues the job of \a verdict again, behind those that wait, and starts the queue's thread where it does
+     * not run.
+     *
+     * \param existing a join never overwrites its destination, and a failed one may have left a part of it
+     * there; with Keep it is not queued then. The other jobs overwrite in any case. \return false where
+     * nothing was queued: the queue is gone, the source is gone or has changed since, the audio is gone, a
+     * recording grows under its name, or a join would find its destination taken.
+     */
+    bool requeue(const FFMpegJobVerdict &verdict, ExistingFile existing = Keep);
+
+Q_SIGNALS:
+    /** A job has come to its end, of whatever kind. */
+    void jobEnded(const FFMpegJobVerdict &verdict);
+
+private:
+    QPointer<FFMpegQueue> queue; // not owned
+};

@@ -9,10 +9,10 @@
 #include "cameras/camera.h"
 #include "cameras/camerasettings.h"
 #include "cameras/camerawatcher.h"
+#include "image/eventwatch_p.h"
 
 #include <QComboBox>
 #include <QDialog>
-#include <QEvent>
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QHBoxLayout>
@@ -24,7 +24,6 @@
 #include <QStandardItemModel>
 #include <QStandardPaths>
 
-#include <functional>
 #include <utility>
 
 namespace {
@@ -33,28 +32,6 @@ constexpr int snapshotTries = 100;
 constexpr int comboHeight = 22;
 
 const auto currentIndexChanged = qOverload<int>(&QComboBox::currentIndexChanged);
-
-// Calls back when the language of a widget changes, for a class that leaves its event functions alone.
-class LanguageWatch : public QObject
-{
-public:
-    LanguageWatch(QWidget *widget, std::function<void()> changed)
-        : QObject(widget), changed(std::move(changed))
-    {
-        widget->installEventFilter(this);
-    }
-
-protected:
-    bool eventFilter(QObject *watched, QEvent *event) override
-    {
-        if (event->type() == QEvent::LanguageChange)
-            changed();
-        return QObject::eventFilter(watched, event);
-    }
-
-private:
-    const std::function<void()> changed;
-};
 
 void describe(QWidget *widget, const QString &text)
 {
@@ -122,7 +99,7 @@ CameraOptionsControl::CameraOptionsControl(QWidget *parent) : QWidget(parent)
     layout->addWidget(rotationCombo);
     layout->addWidget(fpsWidget, 100);
 
-    new LanguageWatch(this, [this] { retranslate(); });
+    new EventWatch(this, QEvent::LanguageChange, [this] { retranslate(); });
     updateCameraList();
 }
 

@@ -242,6 +242,11 @@ bool VideoRecorder::isSavingFile() const
     return savingFile;
 }
 
+bool VideoRecorder::isFinishPending() const
+{
+    return pendingFinishes > 0;
+}
+
 QString VideoRecorder::getPath() const
 {
     const QMutexLocker locker(&mutex);
@@ -289,12 +294,16 @@ void VideoRecorder::reset()
 void VideoRecorder::process()
 {
     bool finishNow = false;
+    bool openNow = false;
     {
         const QMutexLocker locker(&mutex);
         finishNow = abandoned || !isRecording;
         passResets = resets;
         if (finishNow && !writerOpened && !isRecording)
             tempFile.reset(); // stopped while Armed
+        // Decided together with the look at isRecording, so that a stop knows whether a finish follows.
+        openNow = !finishNow && !writerOpened && frameSizeCalculated;
+        pendingFinishes += openNow;
     }
     if (finishNow) {
         if (writerOpened)
@@ -303,11 +312,16 @@ void VideoRecorder::process()
         return;
     }
     if (!writerOpened) {
-        if (!frameSizeCalculated) {
+        if (!openNow) {
             delayNextPass(qMax(1, frameInterval.load()));
             return;
         }
-        openWriter();
+        try {
+            openWriter();
+        } catch (...) {
+            --pendingFinishes;
+            throw; // told by the loop; the next pass tries again
+        }
     }
     if (isPaused || !frameSizeCalculated || !writer.isOpened()) {
         const QMutexLocker locker(&mutex);

@@ -171,6 +171,9 @@ public:
     bool getIsRecording() const;
     /** True while the finish closes, cuts and copies files. The job in the ffmpeg queue comes after that. */
     bool isSavingFile() const;
+    /** True while a recordFinished() is still to come: from the moment in which the worker opens the video
+     * until just before that signal. After stopRecord(), false says that there was nothing to finish. */
+    bool isFinishPending() const;
     QString getPath() const;
     /** Where the recording grows. Settled by startRecord(); place a ".wav" of this name to have it joined. */
     QString getTempFilePath() const;
@@ -275,6 +278,7 @@ private:
     void deliver(Delivery &delivery);
     void deliverLog(const Delivery &delivery);
     void checkTempFile(const Delivery &delivery);
+    void tellEnd(const QString &file, int durationMs);
     void announceEnd(const Delivery &delivery, int durationMs);
 
     mutable QMutex
@@ -303,6 +307,8 @@ private:
     QElapsedTimer frameTimer; // guarded; paces the worker
 
     std::shared_ptr<RecordingTempFile> tempFile; // guarded; our claim on tempFilePath
+    std::atomic<int> pendingFinishes{
+        0}; // recordings that were opened and whose end is not announced; grows guarded
     std::optional<Delivery> abandoned; // guarded; a recording that startRecord() found still open
     quint64 resets = 0; // guarded; tells the worker that its frame belongs to the former count
     bool slotIsFresh = false; // guarded; the slot's frame has not been written yet

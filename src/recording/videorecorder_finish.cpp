@@ -112,7 +112,13 @@ void VideoRecorder::finish()
     }
     savingFile = false;
     delivery.tempFile.reset();
-    Q_EMIT recordFinished(delivery.path, durationMs);
+    tellEnd(delivery.path, durationMs);
+}
+
+void VideoRecorder::tellEnd(const QString &file, int durationMs)
+{
+    --pendingFinishes;
+    Q_EMIT recordFinished(file, durationMs);
 }
 
 void VideoRecorder::discard(const Delivery &delivery)
@@ -216,7 +222,7 @@ void VideoRecorder::announceEnd(const Delivery &delivery, int durationMs)
     // All handlers run on this thread, between passes. Deleting the watcher ends its connections and pending
     // calls.
     const auto announce = [this, watcher, durationMs, path = delivery.path] {
-        Q_EMIT recordFinished(path, durationMs);
+        tellEnd(path, durationMs);
         delete watcher;
     };
     connect(jobs, &FFMpegQueueNotifier::jobOver, watcher,

@@ -560,6 +560,10 @@
         <source>Password</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>Hz</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>HeatMapAccumulator</name>
@@ -818,9 +822,64 @@
     </message>
 </context>
 <context>
+    <name>VideoRecorderOptimizationProgressWidget</name>
+    <message>
+        <source>Cancel this video, keep the recording</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Cancel all videos, keep the recordings</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Preparation of videos</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Recorded videos are being prepared; the context menu cancels that</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>VideoRecorderWidget</name>
     <message>
         <source>Hz</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Start recording</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Frame rate of the recording</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Recorded time</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The video is being prepared</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Stop recording</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Frames written: %1, of them repeated: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Frames offered: %1, overwritten: %2, refused: %3</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Rate: %1 %3, chosen: %2 %3</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Longest gap: %1 ms</source>
         <translation type="unfinished"></translation>
     </message>
 </context>

@@ -562,6 +562,10 @@
         <source>Password</source>
         <translation>Пароль</translation>
     </message>
+    <message>
+        <source>Hz</source>
+        <translation>Гц</translation>
+    </message>
 </context>
 <context>
     <name>HeatMapAccumulator</name>
@@ -820,10 +824,65 @@
     </message>
 </context>
 <context>
+    <name>VideoRecorderOptimizationProgressWidget</name>
+    <message>
+        <source>Cancel this video, keep the recording</source>
+        <translation>Отменить это видео, запись сохранить</translation>
+    </message>
+    <message>
+        <source>Cancel all videos, keep the recordings</source>
+        <translation>Отменить все видео, записи сохранить</translation>
+    </message>
+    <message>
+        <source>Preparation of videos</source>
+        <translation>Обработка видео</translation>
+    </message>
+    <message>
+        <source>Recorded videos are being prepared; the context menu cancels that</source>
+        <translation>Идёт обработка записанных видео; отменить её можно в контекстном меню</translation>
+    </message>
+</context>
+<context>
     <name>VideoRecorderWidget</name>
     <message>
         <source>Hz</source>
         <translation>Гц</translation>
+    </message>
+    <message>
+        <source>Start recording</source>
+        <translation>Начать запись</translation>
+    </message>
+    <message>
+        <source>Frame rate of the recording</source>
+        <translation>Частота кадров записи</translation>
+    </message>
+    <message>
+        <source>Recorded time</source>
+        <translation>Время записи</translation>
+    </message>
+    <message>
+        <source>The video is being prepared</source>
+        <translation>Идёт обработка видео</translation>
+    </message>
+    <message>
+        <source>Stop recording</source>
+        <translation>Остановить запись</translation>
+    </message>
+    <message>
+        <source>Frames written: %1, of them repeated: %2</source>
+        <translation>Записано кадров: %1, из них повторно: %2</translation>
+    </message>
+    <message>
+        <source>Frames offered: %1, overwritten: %2, refused: %3</source>
+        <translation>Поступило кадров: %1, заменено новыми: %2, отклонено: %3</translation>
+    </message>
+    <message>
+        <source>Rate: %1 %3, chosen: %2 %3</source>
+        <translation>Частота: %1 %3, выбрано: %2 %3</translation>
+    </message>
+    <message>
+        <source>Longest gap: %1 ms</source>
+        <translation>Наибольший промежуток: %1 мс</translation>
     </message>
 </context>
 </TS>

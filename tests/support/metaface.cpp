@@ -14,8 +14,9 @@ QString kindOf(const QMetaMethod &method)
     case QMetaMethod::Signal:
         return QStringLiteral("signal");
     case QMetaMethod::Slot:
-        return method.access() == QMetaMethod::Public ? QStringLiteral("slot")
-                                                      : QStringLiteral("protected slot");
+        return method.access() == QMetaMethod::Public   ? QStringLiteral("slot")
+            : method.access() == QMetaMethod::Protected ? QStringLiteral("protected slot")
+                                                        : QStringLiteral("private slot");
     default:
         return QStringLiteral("method");
     }

@@ -29,6 +29,7 @@ constexpr Text texts[] = {
     {"CameraOptionsControl", "PNG(*.png);;JPG(*.jpg);;BMP(*.bmp)", "PNG(*.png);;JPG(*.jpg);;BMP(*.bmp)",
         "PNG(*.png);;JPG(*.jpg);;BMP(*.bmp)"},
     {"VideoRecorderWidget", "Hz", nullptr, "Гц"}, // null: the file has none, so the source is shown
+    {"Generic", "Hz", nullptr, "Гц"}, // the one that is looked up
     {"VideoRecorderOptimizationProgressWidget", "Подготовка видео", nullptr, nullptr},
 };
 

@@ -66,6 +66,19 @@ protected:
     }
 };
 
+// Layouts put a widget that may not grow on their left, across their direction.
+class CentredItem : public QWidgetItem
+{
+public:
+    using QWidgetItem::QWidgetItem;
+
+    void setGeometry(const QRect &place) override
+    {
+        const QSize size = place.size().boundedTo(maximumSize());
+        QWidgetItem::setGeometry(QStyle::alignedRect(Qt::LeftToRight, Qt::AlignCenter, size, place));
+    }
+};
+
 QIcon svgIcon(const QString &svg, QWidget *widget)
 {
     auto renderer = std::make_shared<QSvgRenderer>(svg);
@@ -98,7 +111,9 @@ void UIHelper::InsertToWidget(QWidget *host, QWidget *widget, int margin, int sp
         layout = new QVBoxLayout(host);
     layout->setContentsMargins(margin, margin, margin, margin);
     layout->setSpacing(spacing);
-    layout->addWidget(widget);
+    layout->addWidget(widget); // takes it out of the layout that it stands in, too
+    delete layout->takeAt(layout->count() - 1);
+    layout->addItem(new CentredItem(widget));
 }
 
 QPushButton *UIHelper::GenerateSvgButton(const QString &svg, const QSize &iconSize, const QSize &buttonSize,

@@ -175,14 +175,17 @@ private Q_SLOTS:
         QCOMPARE(first->geometry(), QRect(4, 4, 92, 36));
         QCOMPARE(second->geometry(), QRect(4, 46, 92, 10));
 
-        QWidget row;
-        row.resize(50, 20);
-        new QHBoxLayout(&row);
-        auto *const small = new QWidget;
-        small->setMaximumSize(16, 16);
-        UIHelper::InsertToWidget(&row, small, 0, 0);
-        row.layout()->activate();
-        QCOMPARE(small->geometry(), QRect(17, 2, 16, 16));
+        // In the middle of what is free, along the layout and across it.
+        for (QBoxLayout::Direction direction : {QBoxLayout::LeftToRight, QBoxLayout::TopToBottom}) {
+            QWidget narrow;
+            narrow.resize(50, 20);
+            new QBoxLayout(direction, &narrow);
+            auto *const small = new QWidget;
+            small->setMaximumSize(16, 16);
+            UIHelper::InsertToWidget(&narrow, small, 0, 0);
+            narrow.layout()->activate();
+            QCOMPARE(small->geometry(), QRect(17, 2, 16, 16));
+        }
     }
 };
 

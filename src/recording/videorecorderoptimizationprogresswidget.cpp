@@ -25,7 +25,12 @@ VideoRecorderOptimizationProgressWidget::VideoRecorderOptimizationProgressWidget
     setFocusPolicy(Qt::TabFocus);
     connect(
         this, &QWidget::customContextMenuRequested, this, &VideoRecorderOptimizationProgressWidget::showMenu);
-    new EventWatch(this, QEvent::FocusIn, [this] { focusFrame->setWidget(this); });
+    new EventWatch(this, QEvent::FocusIn, [this] {
+        QPalette colors = palette();
+        colors.setBrush(QPalette::WindowText, colors.highlight());
+        focusFrame->setPalette(colors);
+        focusFrame->setWidget(this);
+    });
     new EventWatch(this, QEvent::FocusOut, [this] { focusFrame->setWidget(nullptr); });
     new EventWatch(this, QEvent::LanguageChange, [this] { retranslate(); });
     retranslate();

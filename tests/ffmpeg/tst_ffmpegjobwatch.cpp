@@ -143,7 +143,6 @@ private Q_SLOTS:
         QTest::newRow("running, all") << WhileItRuns << true << obeys << 2 << noneRuns << "a.avi b.avi";
         QTest::newRow("deaf, all") << WhileItRuns << true << ignores << 2 << noneRuns << "a.avi b.avi";
         QTest::newRow("starting") << WhileItStarts << false << obeys << 1 << nextRuns << "a.avi b.mp4";
-        QTest::newRow("starting, all") << WhileItStarts << true << obeys << 2 << noneRuns << "a.avi b.avi";
         QTest::newRow("taken") << BeforeItStarts << false << dies << 1
                                << "started 2, cancelled 1, started 1, done 2, finished 0"
                                << "a.avi b.mp4";

@@ -1,14 +1,14 @@
 #include "support/virtualcameras.h"
 
+#include "support/backends.h"
+
 #include <QAbstractVideoSurface>
 #include <QCameraControl>
 #include <QCameraViewfinderSettingsControl2>
 #include <QCoreApplication>
-#include <QDir>
 #include <QMediaAvailabilityControl>
 #include <QMediaService>
 #include <QMediaServiceProviderPlugin>
-#include <QTemporaryDir>
 #include <QVideoDeviceSelectorControl>
 #include <QVideoRendererControl>
 #include <QVideoSurfaceFormat>
@@ -460,26 +460,10 @@ public:
     }
 };
 
-// Qt Multimedia looks for back ends once. Only at that moment the folder with the others must be out of
-// sight.
-static void hideOtherBackEnds()
-{
-    static QTemporaryDir plugins;
-    const QStringList paths = QCoreApplication::libraryPaths();
-    for (const QString &path : paths) {
-        const QFileInfoList folders = QDir(path).entryInfoList(QDir::Dirs | QDir::NoDotAndDotDot);
-        for (const QFileInfo &folder : folders) {
-            if (folder.fileName() != QLatin1String("mediaservice"))
-                QFile::link(folder.absoluteFilePath(), plugins.filePath(folder.fileName()));
-        }
-    }
-    QCoreApplication::setLibraryPaths({plugins.path()});
-}
-
 void setDevices(QVector<Device> devices)
 {
     static std::once_flag once;
-    std::call_once(once, hideOtherBackEnds);
+    std::call_once(once, hideBackEnds, QStringLiteral("mediaservice"));
     for (int i = 0; i < devices.size(); ++i) {
         if (devices[i].name.isEmpty())
             devices[i].name = "virtual" + QByteArray::number(i);

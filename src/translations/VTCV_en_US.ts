@@ -229,6 +229,36 @@
     </message>
 </context>
 <context>
+    <name>AudioRecorder</name>
+    <message>
+        <source>Sound cannot be recorded on this system</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>AudioRecorderWidget</name>
+    <message>
+        <source>Microphone</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The microphone to record from</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Sound codec</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Sample rate</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The sample rate of the sound in Hz</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>CameraFlip</name>
     <message>
         <source>FlipNone</source>

@@ -230,6 +230,36 @@
     </message>
 </context>
 <context>
+    <name>AudioRecorder</name>
+    <message>
+        <source>Sound cannot be recorded on this system</source>
+        <translation>Запись звука в этой системе невозможна</translation>
+    </message>
+</context>
+<context>
+    <name>AudioRecorderWidget</name>
+    <message>
+        <source>Microphone</source>
+        <translation>Микрофон</translation>
+    </message>
+    <message>
+        <source>The microphone to record from</source>
+        <translation>Микрофон, с которого ведётся запись</translation>
+    </message>
+    <message>
+        <source>Sound codec</source>
+        <translation>Кодек звука</translation>
+    </message>
+    <message>
+        <source>Sample rate</source>
+        <translation>Частота дискретизации</translation>
+    </message>
+    <message>
+        <source>The sample rate of the sound in Hz</source>
+        <translation>Частота дискретизации звука в Гц</translation>
+    </message>
+</context>
+<context>
     <name>CameraFlip</name>
     <message>
         <source>FlipNone</source>

@@ -229,6 +229,21 @@
     </message>
 </context>
 <context>
+    <name>AudioLevelBar</name>
+    <message>
+        <source>Sound level</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No sound is measured</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Peak %1 dB, RMS %2 dB</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>AudioRecorder</name>
     <message>
         <source>Sound cannot be recorded on this system</source>

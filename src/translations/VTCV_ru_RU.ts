@@ -230,6 +230,21 @@
     </message>
 </context>
 <context>
+    <name>AudioLevelBar</name>
+    <message>
+        <source>Sound level</source>
+        <translation>Уровень звука</translation>
+    </message>
+    <message>
+        <source>No sound is measured</source>
+        <translation>Звук не измеряется</translation>
+    </message>
+    <message>
+        <source>Peak %1 dB, RMS %2 dB</source>
+        <translation>Пик %1 дБ, среднеквадратичный уровень %2 дБ</translation>
+    </message>
+</context>
+<context>
     <name>AudioRecorder</name>
     <message>
         <source>Sound cannot be recorded on this system</source>

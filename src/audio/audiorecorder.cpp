@@ -114,7 +114,7 @@ void AudioRecorder::startRecord()
         return;
     }
     waitForClosed();
-    if (!errors.isEmpty())
+    if (!errors.isEmpty() || isSpent)
         renewRecorder();
     errors.clear();
 
@@ -153,6 +153,10 @@ void AudioRecorder::startRecord()
 
 void AudioRecorder::stopRecord()
 {
+    // A recording that is stopped before sound comes leaves the back end so that the next one gets no sound,
+    // without a word.
+    if (isRecording() && recorder->status() != QMediaRecorder::RecordingStatus)
+        isSpent = true;
     recorder->stop();
     Q_EMIT recordFinished(outputLocation);
 }
@@ -168,6 +172,7 @@ void AudioRecorder::renewRecorder()
 {
     delete recorder;
     recorder = new QAudioRecorder;
+    isSpent = false;
     watchRecorder();
     recorder->setOutputLocation(QUrl::fromLocalFile(outputLocation));
 }

@@ -85,9 +85,10 @@ public:
     bool waitForClosed(int timeoutMs = 5000);
 
     /**
-     * The recorder behind this one, for its signals (statusChanged() and durationChanged() above all). After
-     * an error the next startRecord() makes a new one, so ask again at each recordStarted(). \ownership This
-     * object's.
+     * The recorder behind this one, for its signals (statusChanged() and durationChanged() above all).
+     *
+     * After an error, or a stop before sound came, the next startRecord() makes another one, so ask again at
+     * each recordStarted(). \ownership This object's.
      */
     const QAudioRecorder *backEnd() const;
 
@@ -112,5 +113,6 @@ private:
     QString container; // always empty: the recorder's choice, except where the codec settles it
     QAudioEncoderSettings encoderSettings;
     QString device; // as last given
+    bool isSpent = false; // the next recording needs another recorder
     QStringList errors; // of the last recording, each text once
 };

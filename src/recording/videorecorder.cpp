@@ -201,6 +201,12 @@ void VideoRecorder::insertFramesOverride(QList<cv::Mat> frames)
     insertedFrames.swap(copies);
 }
 
+void VideoRecorder::setSoundMaker(std::function<void(const SoundRequest &)> maker)
+{
+    const QMutexLocker locker(&mutex);
+    soundMaker = std::move(maker);
+}
+
 double VideoRecorder::getDurationSeconds() const
 {
     return double(frameCount) / frameRate;

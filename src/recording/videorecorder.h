@@ -16,6 +16,7 @@
 #include <QStringList>
 
 #include <atomic>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -79,6 +80,16 @@ public:
         double longestGapMs = 0.0; // longest time between two writing passes, pauses left out
         double measuredRateHz = 0.0; // writing passes a second, pauses left out; 0 before the second pass
         double wallClockSeconds = 0.0; // from the first writing pass to the last one, pauses left out
+    };
+
+    /** What a finish tells of a recording when it asks for its sound. */
+    struct SoundRequest
+    {
+        QString audioPath; // a WAV file that stands here afterwards is joined, unless isRemoved or isCopied
+        QString destination; // of the video
+        bool isRemoved = false; // the recording is thrown away
+        bool isCopied = false; // the video is delivered without ffmpeg
+        std::optional<VideoInterval> cut; // the frames that are left, if not all
     };
 
     /** The object has no Qt parent, whatever \a parent is, and starts no thread. */
@@ -158,6 +169,15 @@ public:
      * \thread Any. \ownership Deep copies are taken.
      */
     void insertFramesOverride(QList<cv::Mat> frames);
+
+    /**
+     * Has \a maker called in each finish, with the video closed and cut and not yet delivered; an empty one
+     * ends that. The finish waits for it.
+     *
+     * \thread Any; \a maker is called on the worker, and may be under way when this returns. It must come
+     * back within 10 s of the recorder's destruction.
+     */
+    void setSoundMaker(std::function<void(const SoundRequest &)> maker);
 
     /** Frames divided by the nominal rate, not the time that passed. */
     double getDurationSeconds() const;
@@ -274,7 +294,8 @@ private:
     void pace();
     void finish();
     void discard(const Delivery &delivery);
-    void cutTempFile(Delivery &delivery);
+    bool cutTempFile(Delivery &delivery);
+    void askForSound(const Delivery &delivery, bool isCut);
     void deliver(Delivery &delivery);
     void deliverLog(const Delivery &delivery);
     void checkTempFile(const Delivery &delivery);
@@ -313,6 +334,7 @@ private:
     quint64 resets = 0; // guarded; tells the worker that its frame belongs to the former count
     bool slotIsFresh = false; // guarded; the slot's frame has not been written yet
     Report report; // guarded
+    std::function<void(const SoundRequest &)> soundMaker; // guarded
     std::optional<qint64> lastPassNs; // guarded; on passClock, none before the first pass and after a pause
     quint64 timedPasses = 0; // guarded; passes that wallClockSeconds covers
 

@@ -91,11 +91,12 @@ void VideoRecorder::finish()
     writerOpened = false;
 
     if (delivery.remove) {
+        askForSound(delivery, false);
         discard(delivery);
     } else {
         checkTempFile(delivery);
-        if (delivery.cut)
-            cutTempFile(delivery);
+        const bool isCut = delivery.cut && cutTempFile(delivery);
+        askForSound(delivery, isCut);
         deliver(delivery);
     }
     {
@@ -152,7 +153,7 @@ void VideoRecorder::checkTempFile(const Delivery &delivery)
     }
 }
 
-void VideoRecorder::cutTempFile(Delivery &delivery)
+bool VideoRecorder::cutTempFile(Delivery &delivery)
 {
     const QString cut = cutName(delivery.tempFilePath);
     QFile::remove(cut);
@@ -162,11 +163,32 @@ void VideoRecorder::cutTempFile(Delivery &delivery)
         writeConsole(QStringLiteral("The frames %1 to %2 cannot be cut out, the whole recording is kept")
                          .arg(delivery.cutInterval.first)
                          .arg(delivery.cutInterval.second));
-        return;
+        return false;
     }
     QFile::remove(delivery.tempFilePath);
     if (!QFile::rename(cut, delivery.tempFilePath))
         delivery.tempFilePath = cut;
+    return true;
+}
+
+void VideoRecorder::askForSound(const Delivery &delivery, bool isCut)
+{
+    std::function<void(const SoundRequest &)> maker;
+    {
+        const QMutexLocker locker(&mutex);
+        maker = soundMaker;
+    }
+    if (!maker || !delivery.tempFile)
+        return;
+    SoundRequest request;
+    request.audioPath = delivery.tempFile->audioPath();
+    request.destination = delivery.path;
+    request.isRemoved = delivery.remove;
+    request.isCopied =
+        !UseFFMPEGOptimization || !ffmpegQueue || isSamePath(delivery.tempFilePath, delivery.path);
+    if (isCut)
+        request.cut = delivery.cutInterval;
+    maker(request);
 }
 
 void VideoRecorder::deliver(Delivery &delivery)

@@ -274,6 +274,29 @@
     </message>
 </context>
 <context>
+    <name>AvRecording</name>
+    <message>
+        <source>The sound is not closed in time and stays in %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The microphone gave no sound</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The sound cannot be joined to the video and stays in %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The microphone is still in use</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The microphone fails: %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>CameraFlip</name>
     <message>
         <source>FlipNone</source>

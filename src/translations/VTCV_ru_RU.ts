@@ -275,6 +275,29 @@
     </message>
 </context>
 <context>
+    <name>AvRecording</name>
+    <message>
+        <source>The sound is not closed in time and stays in %1</source>
+        <translation>Запись звука не завершена вовремя, звук остаётся в %1</translation>
+    </message>
+    <message>
+        <source>The microphone gave no sound</source>
+        <translation>Микрофон не дал звука</translation>
+    </message>
+    <message>
+        <source>The sound cannot be joined to the video and stays in %1</source>
+        <translation>Звук не удалось соединить с видео, он остаётся в %1</translation>
+    </message>
+    <message>
+        <source>The microphone is still in use</source>
+        <translation>Микрофон ещё занят</translation>
+    </message>
+    <message>
+        <source>The microphone fails: %1</source>
+        <translation>Ошибка микрофона: %1</translation>
+    </message>
+</context>
+<context>
     <name>CameraFlip</name>
     <message>
         <source>FlipNone</source>

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "vtcv_export.h"
+
+#include <QString>
+#include <QtGlobal>
+
+#include <optional>
+#include <utility>
+#include <vector>
+
+/**
+ * Knows when each frame of a recording was written, and what of a sound belongs under it.
+ *
+ * Time in the video and time in life part ways: a pause leaves no trace in the video, inserted frames take no
+ * time in life, a period cut to whole milliseconds makes the video longer, a slow encoder makes it shorter.
+ * The recording is therefore taken as pieces in which both run evenly. A break is where they part by more
+ * than jumpS from one pass to the next; otherwise a piece is as long as one straight line stays within the
+ * tolerance of all its passes. Memory grows with the pieces, not with the frames.
+ *
+ * \thread One at a time.
+ */
+class VTCV_TEST_EXPORT SoundTimeline
+{
+public:
+    /** A stretch of the video and the time in life at its ends, all in s. */
+    struct Piece
+    {
+        double begin;
+        double end;
+        double lifeBegin;
+        double lifeEnd;
+    };
+
+    /** How the time in a sound file follows from the time in life. */
+    struct Clock
+    {
+        double startS = 0.0; // of the first sample, in life
+        double speed = 1.0; // seconds of sound in a second of life
+    };
+
+    /**
+     * Finds the clock of a sound file.
+     *
+     * \param begins when the file seemed to begin, from its length at moments of the recording, in order.
+     * Each is too late by the time that sound takes through the encoder, and a little more. \param stopS when
+     * the recording was stopped, if it was not by an error. \param lengthS the length that the file has then,
+     * which tells how much too late. A sound card whose clock runs differently, or lost samples, count where
+     * they add up to something.
+     */
+    static Clock clockOf(const std::vector<double> &begins, std::optional<double> stopS, double lengthS);
+
+    explicit SoundTimeline(double frameRateHz = 0.0);
+
+    /** A pass has written a frame at \a lifeS, the last one of \a frames so far. */
+    void addPass(quint64 frames, double lifeS);
+
+    /** When the first frame was written; none before that. */
+    std::optional<double> firstFrameS() const;
+
+    /** The pieces so far, in order; those of the frames \a first to \a last of the video, from 0 on, where
+     * they are given. */
+    std::vector<Piece> pieces(std::optional<std::pair<double, double>> frames = {}) const;
+
+    /**
+     * The filters by which `ffmpeg` makes the sound of \a pieces, "[out]", from the first stream of a file
+     * that begins at \a soundStartS. Where the file has no sound there is silence.
+     */
+    static QString filters(const std::vector<Piece> &pieces, const Clock &clock);
+
+private:
+    struct Pass
+    {
+        double video;
+        double life;
+    };
+
+    double tolerance() const;
+    void begin(Pass pass);
+    void close(std::vector<Piece> &to) const;
+
+    double period; // of a frame, s
+    std::vector<Piece> done;
+    std::optional<Pass> first; // of all
+    Pass start{}; // of the piece that grows
+    Pass last{};
+    double lowest = 0.0; // slopes, time in life by time in the video, of the lines that are still possible
+    double highest = 0.0;
+};

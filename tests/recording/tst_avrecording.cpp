@@ -1,0 +1,290 @@
+#include "audio/audioinfo.h"
+#include "audio/audiorecorder.h"
+#include "ffmpeg/ffmpegqueue.h"
+#include "recorderfixture.h"
+#include "recording/avrecording.h"
+#include "support/fakeffmpeg.h"
+#include "support/metaface.h"
+#include "support/soundserver.h"
+
+#include <QAudioRecorder>
+#include <QtTest>
+
+namespace {
+
+const QString sink = QStringLiteral("desk");
+
+// The seconds at which a video turns from dark to bright.
+std::vector<double> flashes(const QString &path)
+{
+    std::vector<double> found;
+    cv::VideoCapture video(path.toStdString(), cv::CAP_FFMPEG);
+    const double rate = video.get(cv::CAP_PROP_FPS);
+    bool wasBright = false;
+    cv::Mat frame;
+    for (int i = 0; video.read(frame); ++i) {
+        const bool isBright = cv::mean(frame)[0] > 128;
+        if (isBright && !wasBright)
+            found.push_back(i / rate);
+        wasBright = isBright;
+    }
+    return found;
+}
+
+// A tone of 440 Hz for 0.3 s at each of these seconds.
+std::vector<qint16> beeps(const std::vector<double> &times)
+{
+    std::vector<qint16> all(size_t((times.back() + 1) * SoundServer::rateHz));
+    const std::vector<qint16> beep = SoundServer::tone(440.0, 0.3);
+    for (double time : times)
+        std::copy(beep.begin(), beep.end(), all.begin() + std::ptrdiff_t(time * SoundServer::rateHz));
+    return all;
+}
+
+} // namespace
+
+// Pictures of the test's own, sound from a server without hardware, and the real ffmpeg.
+class AvRecordingTest : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase()
+    {
+        const QString reason = SoundServer::whyMissing();
+        if (!reason.isEmpty())
+            QSKIP(qPrintable(reason));
+        server = std::make_unique<SoundServer>(QStringList{sink});
+        QVERIFY(server->start());
+        QVERIFY(meter.listen(SoundServer::microphone(sink)));
+        meter.stopListening();
+    }
+
+    void init()
+    {
+        fixture = std::make_unique<RecorderFixture>();
+        VideoRecorder::UseFFMPEGOptimization = true;
+        video = std::make_unique<VideoRecorder>(fixture->out(), 25.0);
+        audio = std::make_unique<AudioRecorder>();
+        audio->setDevice(SoundServer::microphone(sink));
+        audio->setCodec(QStringLiteral("audio/pcm"));
+        both = std::make_unique<AvRecording>(video.get(), audio.get());
+        // A sink that plays nothing makes its monitor begin up to 2 s late.
+        QVERIFY(server->play(sink, std::vector<qint16>(300 * SoundServer::rateHz)));
+    }
+
+    void cleanup()
+    {
+        camera.stop();
+        camera.disconnect();
+        meter.disconnect();
+        meter.stopListening();
+        both.reset();
+        audio.reset();
+        video.reset();
+        fixture.reset();
+        server->stopPlaying();
+    }
+    void cleanupTestCase() { server.reset(); }
+
+    void metaObjectIsComplete()
+    {
+        QCOMPARE(metaface::ofClass(AvRecording::staticMetaObject),
+            QStringList({"signal soundStarted()", "signal soundAligned(double)",
+                "signal soundFailed(QString)", "slot startRecord(QString)", "slot startRecord() [cloned]",
+                "slot stopRecord(bool)", "slot stopRecord() [cloned]"}));
+    }
+
+    void soundLiesUnderItsPicture_data()
+    {
+        QTest::addColumn<double>("rate");
+        QTest::addColumn<bool>("byItself"); // the video recorder is started and stopped without the companion
+        QTest::addColumn<bool>("isPaused");
+        QTest::addColumn<QString>("codec");
+        const QString pcm = QStringLiteral("audio/pcm");
+        QTest::newRow("together") << 25.0 << false << false << pcm;
+        QTest::newRow("coded sound") << 25.0 << false << false << QString();
+        QTest::newRow("by itself, with a pause and a period that is too short")
+            << 30.0 << true << true << pcm;
+    }
+
+    void soundLiesUnderItsPicture()
+    {
+        QFETCH(double, rate);
+        QFETCH(bool, byItself);
+        QFETCH(bool, isPaused);
+        QFETCH(QString, codec);
+        video->setFramerate(rate);
+        audio->setCodec(codec);
+        QSignalSpy aligned(both.get(), &AvRecording::soundAligned);
+        QSignalSpy failed(both.get(), &AvRecording::soundFailed);
+        flashWithTheSound();
+        byItself ? video->startRecord() : both->startRecord();
+        QTRY_VERIFY(video->getFrameCount() > 2 && audio->isRecording());
+        QTest::qWait(1000); // what a server plays first may come late
+        QVERIFY(server->play(sink, beeps({0.5, 1.3, 3.0, 3.7})));
+        if (isPaused) {
+            QTRY_COMPARE(seen, 2);
+            QTest::qWait(700);
+            video->pauseRecord();
+            QTest::qWait(600);
+            video->resumeRecord();
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(seen, 4, 20'000);
+        QTest::qWait(700);
+        byItself ? video->stopRecord() : both->stopRecord();
+        QVERIFY(finished());
+        QCOMPARE(failed.count(), 0);
+        QTRY_COMPARE(aligned.count(), 1);
+        QCOMPARE(fixture->tempEntries(), QStringList());
+
+        const std::vector<float> samples = sound::samplesIn(fixture->out());
+        const double peak = sound::peakHz(samples);
+        QVERIFY2(std::abs(peak - 440) <= 2, qPrintable(QString::number(peak)));
+        const std::vector<double> seenAt = flashes(fixture->out());
+        const std::vector<double> heardAt = sound::onsets(samples);
+        qInfo() << "offset" << aligned[0][0].toDouble() << "ms; flashes" << seenAt << "beeps" << heardAt;
+        QCOMPARE(int(seenAt.size()), 4);
+        QCOMPARE(heardAt.size(), seenAt.size());
+        // A single flash may be late on a machine that has other things to do.
+        std::vector<double> apart;
+        for (size_t i = 0; i < seenAt.size(); ++i)
+            apart.push_back(seenAt[i] - heardAt[i]);
+        std::sort(apart.begin(), apart.end());
+        QVERIFY(std::abs(apart[1]) <= 0.1 && std::abs(apart[2]) <= 0.1);
+    }
+
+    void videoIsNeverLostBecauseOfTheSound_data()
+    {
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<bool>("hasSound");
+        QTest::addColumn<int>("failures");
+        QTest::newRow("no server") << QStringLiteral("no server") << false << 1;
+        QTest::newRow("server killed meanwhile") << QStringLiteral("killed") << true << 1;
+        QTest::newRow("sound switched off") << QStringLiteral("off") << false << 0;
+        QTest::newRow("companion goes before the stop") << QStringLiteral("companion") << true << 0;
+    }
+
+    void videoIsNeverLostBecauseOfTheSound()
+    {
+        QFETCH(QString, fault);
+        QFETCH(bool, hasSound);
+        QFETCH(int, failures);
+        QSignalSpy failed(both.get(), &AvRecording::soundFailed);
+        if (fault == QStringLiteral("no server"))
+            server->kill();
+        both->setSoundEnabled(fault != QStringLiteral("off"));
+        record();
+        if (fault == QStringLiteral("killed"))
+            server->kill();
+        QTRY_COMPARE_WITH_TIMEOUT(failed.count(), failures, 20'000);
+        if (fault == QStringLiteral("companion"))
+            both.reset();
+        both ? both->stopRecord() : video->stopRecord();
+        const bool isFinished = finished();
+        if (failures > 0)
+            QVERIFY(server->start());
+        QVERIFY(isFinished);
+        QVERIFY(frames::numbersIn(fixture->out()).size() > 20);
+        QCOMPARE(!sound::samplesIn(fixture->out()).empty(), hasSound);
+        QCOMPARE(fixture->tempEntries(), QStringList());
+        QCOMPARE(fixture->consoleHas(QStringLiteral("The video is recorded all the same")), failures > 0);
+    }
+
+    void soundThatCannotBeMadeStays()
+    {
+        QSignalSpy failed(both.get(), &AvRecording::soundFailed);
+        VideoRecorder::UseFFMPEGOptimization = false;
+        record();
+        {
+            const FakeFFMpeg ffmpeg(QStringLiteral("echo wrong >&2; exit 1"));
+            both->stopRecord();
+            QVERIFY(finished());
+        }
+        QTRY_COMPARE(failed.count(), 1);
+        QVERIFY(frames::numbersIn(fixture->out()).size() > 20);
+        QCOMPARE(fixture->tempEntries(), QStringList{QStringLiteral("take.wav.part")});
+        QVERIFY(!sound::samplesIn(fixture->inTemp("take.wav.part")).empty());
+        QVERIFY(fixture->consoleHas(QStringLiteral("The sound is not joined: wrong")));
+
+        // The next one leaves it alone, and gets its sound beside the video that is copied.
+        record();
+        both->stopRecord();
+        QVERIFY(finished());
+        QVERIFY(!sound::samplesIn(fixture->out("take.wav")).empty());
+        QCOMPARE(fixture->tempEntries(), QStringList{QStringLiteral("take.wav.part")});
+    }
+
+    void discardedRecordingsLeaveNothing()
+    {
+        // Before the first frame, and after some.
+        both->startRecord();
+        QVERIFY(audio->isRecording());
+        both->stopRecord();
+        QVERIFY(!audio->isRecording());
+        QTRY_COMPARE(fixture->tempEntries(), QStringList());
+        record();
+        both->stopRecord(true);
+        QVERIFY(finished());
+        QVERIFY(!audio->isRecording());
+        QCOMPARE(fixture->tempEntries(), QStringList());
+        QVERIFY(QDir(fixture->folder.path()).isEmpty());
+    }
+
+    void cutIsFollowed()
+    {
+        record(100);
+        video->stopAndCut({25, 74});
+        QVERIFY(finished());
+        QCOMPARE(frames::numbersIn(fixture->out()).size(), 50);
+        const double seconds = double(sound::samplesIn(fixture->out()).size()) / sound::rateHz;
+        QVERIFY2(std::abs(seconds - 2.0) < 0.1, qPrintable(QString::number(seconds)));
+    }
+
+private:
+    void record(int frameCount = 40)
+    {
+        both->startRecord();
+        video->setFrame(frames::numbered(1));
+        QTRY_VERIFY_WITH_TIMEOUT(video->getFrameCount() >= frameCount
+                && (!audio->isRecording() || audio->backEnd()->duration() > 700),
+            20'000);
+    }
+
+    // Frames at 50 Hz that are bright while the microphone hears something.
+    void flashWithTheSound()
+    {
+        seen = 0;
+        isLoud = false;
+        meter.setWindowMs(4);
+        QVERIFY(meter.listen(SoundServer::microphone(sink)));
+        connect(&meter, &AudioInfo::update, this, [this] {
+            const bool wasLoud = std::exchange(isLoud, meter.peak(0) > 0.1);
+            seen += isLoud && !wasLoud;
+            showFrame();
+        });
+        connect(&camera, &QTimer::timeout, this, [this] { showFrame(); });
+        camera.start(20);
+    }
+
+    void showFrame() { video->setFrame(cv::Mat(48, 64, CV_8UC3, cv::Scalar::all(isLoud ? 255 : 0))); }
+
+    bool finished()
+    {
+        QSignalSpy spy(video.get(), &VideoRecorder::recordFinished);
+        return spy.wait(60'000);
+    }
+
+    std::unique_ptr<SoundServer> server;
+    std::unique_ptr<RecorderFixture> fixture;
+    std::unique_ptr<VideoRecorder> video;
+    std::unique_ptr<AudioRecorder> audio;
+    std::unique_ptr<AvRecording> both; // goes first
+    AudioInfo meter;
+    QTimer camera;
+    bool isLoud = false;
+    int seen = 0; // beeps
+};
+
+QTEST_GUILESS_MAIN(AvRecordingTest)
+#include "tst_avrecording.moc"

@@ -22,6 +22,6 @@ int main(int argc, char **argv)
     const QString folder = QString::fromLocal8Bit(argv[1]);
     const QString ending = QString::fromLocal8Bit(argv[2]) + QStringLiteral(".png");
     const bool isSaved = saveCameraSheets(folder, ending) && savePlaybackSheets(folder, ending)
-        && saveRecordingSheets(folder, ending);
+        && saveRecordingSheets(folder, ending) && saveSoundSheets(folder, ending);
     return isSaved ? 0 : 1;
 }

@@ -49,3 +49,4 @@ private:
 bool saveCameraSheets(const QString &folder, const QString &ending);
 bool savePlaybackSheets(const QString &folder, const QString &ending);
 bool saveRecordingSheets(const QString &folder, const QString &ending);
+bool saveSoundSheets(const QString &folder, const QString &ending);

@@ -1,8 +1,10 @@
 #include "baselib/texthelper.h"
 
 #include <QStringList>
+#include <QVarLengthArray>
 #include <QVector>
 
+#include <charconv>
 #include <cmath>
 #include <limits>
 
@@ -24,6 +26,16 @@ QVector<qint64> numbersOf(const QString &text, int count)
             return {};
     }
     return numbers;
+}
+
+constexpr int maxDigits = 21;
+
+// Annotation files have very many numbers, and a QString for each would be most of the time that they take.
+char *putNumber(char *at, qint64 number, char separator)
+{
+    at = std::to_chars(at, at + maxDigits, number).ptr;
+    *at = separator;
+    return at + 1;
 }
 
 bool isInt(qint64 number)
@@ -73,7 +85,11 @@ QString TextHelper::QRectToString(const QRect &rect)
     // QRect's own width is an int and overflows for the widest ones.
     const qint64 width = qint64(rect.right()) - rect.left() + 1;
     const qint64 height = qint64(rect.bottom()) - rect.top() + 1;
-    return QStringLiteral("%1,%2,%3,%4").arg(rect.left()).arg(rect.top()).arg(width).arg(height);
+    char text[4 * (maxDigits + 1)];
+    char *end = text;
+    for (const qint64 number : {qint64(rect.left()), qint64(rect.top()), width, height})
+        end = putNumber(end, number, ',');
+    return QString::fromLatin1(text, int(end - text) - 1);
 }
 
 QRect TextHelper::QRectFromString(const QString &text, bool *ok)
@@ -95,11 +111,13 @@ QRect TextHelper::QRectFromString(const QString &text, bool *ok)
 
 QString TextHelper::QListPointsToString(const QList<QPoint> &points)
 {
-    QStringList texts;
-    texts.reserve(points.size());
-    for (const QPoint &point : points)
-        texts.append(QStringLiteral("%1,%2").arg(point.x()).arg(point.y()));
-    return texts.join(QLatin1Char(';'));
+    QVarLengthArray<char, 1024> text(points.size() * 2 * (maxDigits + 1));
+    char *end = text.data();
+    for (const QPoint &point : points) {
+        end = putNumber(end, point.x(), ',');
+        end = putNumber(end, point.y(), ';');
+    }
+    return QString::fromLatin1(text.data(), qMax(0, int(end - text.data()) - 1));
 }
 
 QList<QPoint> TextHelper::QListPointsFromString(const QString &text, bool *ok)

@@ -96,22 +96,35 @@ public:
         return *value || skip("false");
     }
 
+    // TextHelper alone knows its texts, so what is read here is right if it gives the same text again.
     bool rect(QRect *value)
     {
-        QString text;
-        if (!string(&text))
+        const char *const begin = at;
+        int x = 0, y = 0, width = 0, height = 0;
+        if (!skip("\"") || !integer(&x) || !skip(",") || !integer(&y) || !skip(",") || !integer(&width)
+            || !skip(",") || !integer(&height) || !skip("\""))
             return false;
-        *value = TextHelper::QRectFromString(text);
-        return TextHelper::QRectToString(*value) == text;
+        const qint64 right = qint64(x) + width - 1;
+        const qint64 bottom = qint64(y) + height - 1;
+        *value = QRect(QPoint(x, y), QPoint(int(right), int(bottom)));
+        return value->right() == right && value->bottom() == bottom
+            && isQuoted(TextHelper::QRectToString(*value), begin);
     }
 
     bool points(QList<QPoint> *value)
     {
-        QString text;
-        if (!string(&text))
+        const char *const begin = at;
+        if (!skip("\""))
             return false;
-        *value = TextHelper::QListPointsFromString(text);
-        return TextHelper::QListPointsToString(*value) == text;
+        while (at != end && *at != '"') {
+            int x = 0, y = 0;
+            if (!integer(&x) || !skip(",") || !integer(&y))
+                return false;
+            value->append(QPoint(x, y));
+            if (!skip(";"))
+                break;
+        }
+        return skip("\"") && isQuoted(TextHelper::QListPointsToString(*value), begin);
     }
 
     // The entries of a section behind its opening bracket, and that which closes it.
@@ -131,6 +144,12 @@ public:
     }
 
 private:
+    // Tells whether the text between quotes is what stands from begin to here.
+    bool isQuoted(const QString &text, const char *begin) const
+    {
+        return text == QLatin1String(begin + 1, int(at - begin) - 2);
+    }
+
     const char *at;
     const char *end;
 };

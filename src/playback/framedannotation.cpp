@@ -14,7 +14,8 @@ namespace {
 
 constexpr int maxLineBytes = 16 * 1024 * 1024;
 constexpr int blockBytes = 1024 * 1024;
-constexpr int chunkCharacters = 128 * 1024;
+constexpr int blockRecords = 2048;
+constexpr qint64 lowest = std::numeric_limits<qint64>::min();
 constexpr auto writeMode = QIODevice::WriteOnly | QIODevice::Text;
 
 bool isBlank(const QByteArray &line)
@@ -26,46 +27,12 @@ bool isBlank(const QByteArray &line)
     return true;
 }
 
-// Gathers text and gives it to a device in pieces that are worth a system call.
-class TextSink
-{
-public:
-    explicit TextSink(QIODevice *device) : device(device) { chunk.reserve(chunkCharacters); }
-
-    void line(const QString &text)
-    {
-        if (chunk.size() + text.size() >= chunkCharacters)
-            flush();
-        chunk += text;
-        chunk += QLatin1Char('\n');
-    }
-
-    // Bytes, since they need not be UTF-8.
-    void lines(const QByteArrayList &bytes)
-    {
-        flush();
-        for (const QByteArray &line : bytes)
-            write(line + '\n');
-    }
-
-    bool flush()
-    {
-        write(chunk.toUtf8());
-        chunk.resize(0); // keeps its memory
-        return good;
-    }
-
-private:
-    void write(const QByteArray &bytes) { good = good && device->write(bytes) == bytes.size(); }
-
-    QIODevice *device;
-    QString chunk;
-    bool good = true;
-};
-
 } // namespace
 
-FramedAnnotation::FramedAnnotation(const QString &path, QObject *parent) : QObject(parent), path(path) { }
+FramedAnnotation::FramedAnnotation(const QString &path, QObject *parent) : QObject(parent), path(path)
+{
+    clear();
+}
 
 FramedAnnotation::~FramedAnnotation()
 {
@@ -91,15 +58,15 @@ bool FramedAnnotation::load()
 
 bool FramedAnnotation::read(QIODevice *device)
 {
-    nextNumber = std::numeric_limits<qint64>::min();
+    nextNumber = lowest;
     QByteArray pending; // the part of a line whose end is still to come
-    QByteArray block(blockBytes, Qt::Uninitialized);
-    bool first = true;
-    const auto take = [this, &first](const char *begin, qint64 size) {
+    const qint64 expected = device->isSequential() ? blockBytes : device->size() - device->pos() + 1;
+    QByteArray block(int(qBound<qint64>(1, expected, blockBytes)), Qt::Uninitialized);
+    const auto take = [this](const char *begin, qint64 size) {
         QByteArray line = QByteArray::fromRawData(begin, int(size));
-        if (first && line.startsWith("\xef\xbb\xbf"))
+        // Not at the start alone: files get joined.
+        while (line.startsWith("\xef\xbb\xbf"))
             line = line.mid(3);
-        first = false;
         readLine(line.endsWith('\r') ? line.left(line.size() - 1) : line);
     };
     for (;;) {
@@ -140,9 +107,10 @@ void FramedAnnotation::readLine(const QByteArray &line)
     if (isBlank(line))
         return;
     std::unique_ptr<FrameInfo> record = AnnotationLine::readPlain(line);
+    const bool plain = record != nullptr;
     bool whole = true;
     QByteArray owned;
-    if (!record) {
+    if (!plain) {
         // A copy, since the bytes may be those of the reading buffer.
         owned = QByteArray(line.constData(), line.size());
         const QJsonDocument document = QJsonDocument::fromJson(line);
@@ -151,6 +119,7 @@ void FramedAnnotation::readLine(const QByteArray &line)
         const bool numbered = AnnotationLine::hasNumber(json);
         if (!numbered && (record->count() == 0 || find(record->getFrameNumber()))) {
             strayLines[nextNumber].append(owned);
+            blockOf(nextNumber).changed = true;
             ++skippedLines;
             return;
         }
@@ -158,7 +127,8 @@ void FramedAnnotation::readLine(const QByteArray &line)
     }
     const int number = record->getFrameNumber();
     nextNumber = qint64(number) + 1;
-    const auto older = take(number);
+    const bool sorted = frames.isEmpty() || frames.lastKey() < number;
+    const auto older = sorted ? nullptr : take(number);
     if (older && !older->equals(*record) && !partlyRead.contains(number)) {
         frameLines[number].append(older->toJsonString().toUtf8());
         ++skippedLines;
@@ -169,7 +139,30 @@ void FramedAnnotation::readLine(const QByteArray &line)
         partlyRead.insert(number);
         ++skippedLines;
     }
-    put(std::move(record));
+    if (sorted)
+        append(std::move(record), plain ? line : QByteArray());
+    else
+        put(std::move(record));
+}
+
+void FramedAnnotation::append(std::unique_ptr<FrameInfo> record, const QByteArray &line)
+{
+    const int number = record->getFrameNumber();
+    auto last = std::prev(blocks.end());
+    if (last->second.records >= blockRecords)
+        last = blocks.emplace_hint(blocks.end(), number, Block());
+    if (last->second.bytes.isEmpty())
+        last->second.bytes.reserve(blockRecords * (line.size() + line.size() / 8 + 1));
+    Block &block = last->second;
+    block.changed = block.changed || strayLines.contains(number);
+    ++block.records;
+    if (line.isNull())
+        block.changed = true;
+    else
+        block.bytes.append(line).append('\n');
+    // It is signed as soon as anybody can get hold of it; before, it cannot change.
+    lines.insert(lines.cend(), number, record->toJsonString());
+    frames.insert(frames.cend(), number, record.release());
 }
 
 FrameInfo *FramedAnnotation::frame(int number)
@@ -179,14 +172,30 @@ FrameInfo *FramedAnnotation::frame(int number)
     return find(number);
 }
 
-FrameInfo *FramedAnnotation::find(int number) const
+FrameInfo *FramedAnnotation::find(int number)
 {
-    return frames.value(number);
+    FrameInfo *const record = frames.value(number);
+    if (record && !record->changeMark)
+        signFrame(record);
+    return record;
 }
 
-const QMap<int, FrameInfo *> &FramedAnnotation::getFrames() const
+QList<int> FramedAnnotation::getFrames() const
 {
-    return frames;
+    return frames.keys();
+}
+
+QStringList FramedAnnotation::getNames(FrameInfo::InfoDataType type) const
+{
+    QSet<QString> found;
+    for (FrameInfo *const record : frames) {
+        const QStringList names = record->getNames(type);
+        for (const QString &name : names)
+            found.insert(name);
+    }
+    QStringList names = found.values();
+    names.sort();
+    return names;
 }
 
 void FramedAnnotation::put(std::unique_ptr<FrameInfo> record)
@@ -197,6 +206,7 @@ void FramedAnnotation::put(std::unique_ptr<FrameInfo> record)
         older->setParent(this);
         older.release()->deleteLater();
     }
+    ++blockOf(number).records;
     signFrame(record.get());
     frames.insert(number, record.release());
 }
@@ -206,18 +216,24 @@ std::unique_ptr<FrameInfo> FramedAnnotation::take(int number)
     std::unique_ptr<FrameInfo> record(frames.take(number));
     if (record) {
         record->disconnect(this);
+        record->changeMark = nullptr;
         lines.remove(number);
+        Block &block = blockOf(number);
+        --block.records;
+        block.changed = true;
     }
     return record;
 }
 
 QByteArrayList FramedAnnotation::takeKeptLines(int number)
 {
+    blockOf(number).changed = true;
     return frameLines.take(number);
 }
 
 void FramedAnnotation::putKeptLines(int number, const QByteArrayList &lines)
 {
+    blockOf(number).changed = true;
     if (!lines.isEmpty())
         frameLines.insert(number, lines);
 }
@@ -296,7 +312,10 @@ void FramedAnnotation::frameInfoChanged(int frame)
 void FramedAnnotation::signFrame(FrameInfo *f)
 {
     disconnect(f, nullptr, this, nullptr);
+    Block &block = blockOf(f->getFrameNumber());
+    block.changed = block.changed || lines.value(f->getFrameNumber()) != f->toJsonString();
     lines[f->getFrameNumber()] = f->toJsonString();
+    f->changeMark = &block.changed;
     connect(f, &FrameInfo::somethingChanged, this, &FramedAnnotation::frameInfoChanged);
     // Behind the slot, so that who hears of a change finds its line and its file as they are to be.
     connect(f, &FrameInfo::somethingChanged, this, &FramedAnnotation::somethingChanged);
@@ -308,8 +327,7 @@ void FramedAnnotation::signFrame(FrameInfo *f)
 
 void FramedAnnotation::rebuildLines()
 {
-    // The records keep their texts, so this looks at each but makes only those of changed ones. It does not
-    // rely on signals: a host may have blocked them.
+    // The records keep their texts, so only those of changed ones are made.
     auto line = lines.begin();
     for (auto it = frames.cbegin(); it != frames.cend(); ++it) {
         while (line != lines.end() && line.key() < it.key())
@@ -324,6 +342,65 @@ void FramedAnnotation::rebuildLines()
     }
     while (line != lines.end())
         line = lines.erase(line);
+    for (auto &block : blocks)
+        block.second.changed = true;
+}
+
+FramedAnnotation::Block &FramedAnnotation::blockOf(qint64 number)
+{
+    return std::prev(blocks.upper_bound(number))->second;
+}
+
+void FramedAnnotation::build(Blocks::iterator at)
+{
+    const auto after = std::next(at);
+    const qint64 end = after == blocks.end() ? std::numeric_limits<qint64>::max() : after->first;
+    const qint64 begin = at->first;
+    auto stray = strayLines.lowerBound(begin);
+    auto kept = frameLines.lowerBound(begin);
+    QByteArray bytes;
+    bytes.reserve(at->second.bytes.size());
+    const auto addUpTo = [&bytes](qint64 number, auto *from, const auto &map) {
+        for (; *from != map.end() && from->key() <= number; ++*from) {
+            for (const QByteArray &line : from->value())
+                bytes.append(line).append('\n');
+        }
+    };
+    Block *block = &at->second;
+    const auto finish = [&block, &bytes](int records) {
+        block->bytes = bytes;
+        block->records = records;
+        block->changed = false;
+    };
+    int records = 0;
+    const bool fromStart = begin < std::numeric_limits<int>::min();
+    auto line = fromStart ? lines.begin() : lines.lowerBound(int(begin));
+    for (auto it = fromStart ? frames.cbegin() : qAsConst(frames).lowerBound(int(begin));
+         it != frames.cend() && it.key() < end; ++it) {
+        if (records == 2 * blockRecords) {
+            addUpTo(it.key() - qint64(1), &kept, frameLines);
+            addUpTo(it.key() - qint64(1), &stray, strayLines);
+            finish(records);
+            block = &blocks.emplace_hint(after, it.key(), Block())->second;
+            bytes.clear();
+            records = 0;
+        }
+        FrameInfo *const record = it.value();
+        if (record->changeMark)
+            record->changeMark = &block->changed;
+        addUpTo(it.key(), &stray, strayLines);
+        addUpTo(it.key(), &kept, frameLines);
+        while (line != lines.end() && line.key() < it.key())
+            ++line;
+        if (line == lines.end() || line.key() != it.key())
+            line = lines.insert(it.key(), QString());
+        *line = record->toJsonString();
+        bytes.append(line->toUtf8()).append('\n');
+        ++records;
+    }
+    addUpTo(end - 1, &kept, frameLines);
+    addUpTo(end - 1, &stray, strayLines);
+    finish(records);
 }
 
 void FramedAnnotation::clear()
@@ -331,6 +408,8 @@ void FramedAnnotation::clear()
     qDeleteAll(frames);
     frames.clear();
     lines.clear();
+    blocks.clear();
+    blocks.emplace(lowest, Block());
     strayLines.clear();
     frameLines.clear();
     partlyRead.clear();
@@ -340,24 +419,19 @@ void FramedAnnotation::clear()
 
 bool FramedAnnotation::write(QFileDevice *file, bool rebuild)
 {
-    if (!autoSave || rebuild || lines.size() != frames.size())
+    if (rebuild || lines.size() != frames.size())
         rebuildLines();
-    TextSink sink(file);
-    auto stray = strayLines.cbegin();
-    auto kept = frameLines.cbegin();
-    const auto writeUpTo = [&sink](qint64 number, auto *at, const auto &map) {
-        for (; *at != map.cend() && at->key() <= number; ++*at)
-            sink.lines(at->value());
-    };
-    for (auto line = lines.cbegin(); line != lines.cend(); ++line) {
-        writeUpTo(line.key(), &stray, strayLines);
-        writeUpTo(line.key(), &kept, frameLines);
-        sink.line(*line);
+    // Whatever has changed, and even with blocked signals, stands in a marked block, so the other lines are
+    // those that would be made. With autoSave too, since a change that nobody heard of must not be lost.
+    bool good = true;
+    for (auto block = blocks.begin(); good && block != blocks.end(); ++block) {
+        if (block->second.changed)
+            build(block);
+        const QByteArray &bytes = block->second.bytes;
+        good = file->write(bytes) == bytes.size();
     }
-    writeUpTo(std::numeric_limits<qint64>::max(), &kept, frameLines);
-    writeUpTo(std::numeric_limits<qint64>::max(), &stray, strayLines);
     // Little content waits in a buffer, so only the flush tells whether the disk has taken it.
-    if (!sink.flush() || !file->flush())
+    if (!good || !file->flush())
         return fail(tr("%1 cannot be written: %2").arg(path, file->errorString()));
     error.clear();
     return true;

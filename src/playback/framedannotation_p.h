@@ -9,7 +9,9 @@
 #include <QObject>
 #include <QSet>
 #include <QString>
+#include <QStringList>
 
+#include <map>
 #include <memory>
 
 class QFileDevice;
@@ -51,8 +53,11 @@ public:
     /** The record of a frame, made if there is none. \ownership This object's. */
     FrameInfo *frame(int number);
     /** The record of a frame, null if there is none. \ownership This object's. */
-    FrameInfo *find(int number) const;
-    const QMap<int, FrameInfo *> &getFrames() const;
+    FrameInfo *find(int number);
+    /** The numbers of all records, ascending. */
+    QList<int> getFrames() const;
+    /** The names that a kind has in any record, ascending, each once. */
+    QStringList getNames(FrameInfo::InfoDataType type) const;
 
     /** Holds a record from now on, in place of the one of the same number, which is deleted soon. */
     void put(std::unique_ptr<FrameInfo> record);
@@ -108,11 +113,25 @@ protected: // for the tests
     bool canSave = true;
 
 private:
+    // The part of the file from one frame number up to that of the next block, as it was last written or
+    // read. A save makes anew only those with a change.
+    struct Block
+    {
+        QByteArray bytes;
+        int records = 0;
+        bool changed = false;
+    };
+    using Blocks = std::map<qint64, Block>; // by first number; changeMark needs addresses that stay
+
     void clear();
     void readLine(const QByteArray &line);
+    void append(std::unique_ptr<FrameInfo> record, const QByteArray &line);
+    Block &blockOf(qint64 number);
+    void build(Blocks::iterator at);
     bool write(QFileDevice *file, bool rebuild);
     bool fail(const QString &reason);
 
+    Blocks blocks; // without gaps, from the lowest number on
     QMap<qint64, QByteArrayList> strayLines; // by the frame number that they go in front of
     QMap<qint64, QByteArrayList> frameLines; // by the frame that they annotate, in front of its line
     qint64 nextNumber = 0; // while reading: one above the number of the line before

@@ -121,7 +121,7 @@ int FrameInfo::getFrameNumber()
 void FrameInfo::setPercent(QString name, int value)
 {
     percents.insert(name, value);
-    text.clear();
+    changing();
     Q_EMIT percentChanged(frameNumber, name, value);
     Q_EMIT somethingChanged(frameNumber);
 }
@@ -129,7 +129,7 @@ void FrameInfo::setPercent(QString name, int value)
 void FrameInfo::setValue(QString name, double value)
 {
     values.insert(name, value);
-    text.clear();
+    changing();
     Q_EMIT valueChanged(frameNumber, name, value);
     Q_EMIT somethingChanged(frameNumber);
 }
@@ -137,7 +137,7 @@ void FrameInfo::setValue(QString name, double value)
 void FrameInfo::setRect(QString name, QRect value)
 {
     rects.insert(name, value);
-    text.clear();
+    changing();
     Q_EMIT rectChanged(frameNumber, name, value);
     Q_EMIT somethingChanged(frameNumber);
 }
@@ -145,7 +145,7 @@ void FrameInfo::setRect(QString name, QRect value)
 void FrameInfo::setComment(QString name, QString value)
 {
     comments.insert(name, value);
-    text.clear();
+    changing();
     Q_EMIT commentChanged(frameNumber, name, value);
     Q_EMIT somethingChanged(frameNumber);
 }
@@ -153,7 +153,7 @@ void FrameInfo::setComment(QString name, QString value)
 void FrameInfo::setBool(QString name, bool value)
 {
     bools.insert(name, value);
-    text.clear();
+    changing();
     Q_EMIT boolChanged(frameNumber, name, value);
     Q_EMIT somethingChanged(frameNumber);
 }
@@ -161,7 +161,7 @@ void FrameInfo::setBool(QString name, bool value)
 void FrameInfo::setPoints(QString name, QList<QPoint> value)
 {
     points.insert(name, value);
-    text.clear();
+    changing();
     Q_EMIT pointsChanged(frameNumber, name, value);
     Q_EMIT somethingChanged(frameNumber);
 }
@@ -263,4 +263,11 @@ QString FrameInfo::toJsonString()
     if (text.isNull())
         text = TextHelper::toJsonString(toJson(), QJsonDocument::Compact);
     return text;
+}
+
+void FrameInfo::changing()
+{
+    text.clear();
+    if (changeMark)
+        *changeMark = true;
 }

@@ -122,6 +122,9 @@ Q_SIGNALS:
 
 private:
     friend class AnnotationLine; // fills a record that it reads
+    friend class FramedAnnotation; // must know of all changes, also while signals are blocked
+
+    void changing();
 
     QMap<QString, int> percents;
     QMap<QString, double> values;
@@ -131,4 +134,5 @@ private:
     QMap<QString, bool> bools;
     int frameNumber;
     QString text; // toJsonString(); null where it must be made anew
+    bool *changeMark = nullptr; // set by each change; its owner's, who takes it away in time
 };

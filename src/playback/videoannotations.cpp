@@ -3,7 +3,6 @@
 #include "playback/framedannotation_p.h"
 
 #include <QScopedValueRollback>
-#include <QSet>
 #include <QUndoCommand>
 #include <QUndoStack>
 
@@ -154,7 +153,7 @@ bool VideoAnnotations::isOpen() const
 
 QList<int> VideoAnnotations::getFrames() const
 {
-    return annotation ? annotation->getFrames().keys() : QList<int>();
+    return annotation ? annotation->getFrames() : QList<int>();
 }
 
 FrameInfo *VideoAnnotations::getFrame(int frame) const
@@ -164,17 +163,7 @@ FrameInfo *VideoAnnotations::getFrame(int frame) const
 
 QStringList VideoAnnotations::getNames(FrameInfo::InfoDataType type) const
 {
-    if (!annotation)
-        return {};
-    QSet<QString> found;
-    for (FrameInfo *record : annotation->getFrames()) {
-        const QStringList names = record->getNames(type);
-        for (const QString &name : names)
-            found.insert(name);
-    }
-    QStringList names = found.values();
-    names.sort();
-    return names;
+    return annotation ? annotation->getNames(type) : QStringList();
 }
 
 QVariant VideoAnnotations::getValue(int frame, FrameInfo::InfoDataType type, const QString &name) const

@@ -14,6 +14,7 @@ namespace {
 
 constexpr int maxLineBytes = 16 * 1024 * 1024;
 constexpr int blockBytes = 1024 * 1024;
+constexpr qint64 maxFileBytes = 1024 * 1024 * 1024; // a QByteArray ends at 2 GiB, and memory before that
 constexpr int blockRecords = 2048;
 constexpr qint64 lowest = std::numeric_limits<qint64>::min();
 constexpr auto writeMode = QIODevice::WriteOnly | QIODevice::Text;
@@ -59,6 +60,7 @@ bool FramedAnnotation::load()
 bool FramedAnnotation::read(QIODevice *device)
 {
     nextNumber = lowest;
+    qint64 total = 0;
     QByteArray pending; // the part of a line whose end is still to come
     const qint64 expected = device->isSequential() ? blockBytes : device->size() - device->pos() + 1;
     QByteArray block(int(qBound<qint64>(1, expected, blockBytes)), Qt::Uninitialized);
@@ -75,6 +77,9 @@ bool FramedAnnotation::read(QIODevice *device)
             return fail(tr("%1 cannot be read: %2").arg(path, device->errorString()));
         if (size == 0)
             break;
+        total += size;
+        if (total > maxFileBytes)
+            return fail(tr("%1 is larger than 1 GiB").arg(path));
         const char *at = block.constData();
         const char *const end = at + size;
         while (at != end) {
@@ -152,7 +157,8 @@ void FramedAnnotation::append(std::unique_ptr<FrameInfo> record, const QByteArra
     if (last->second.records >= blockRecords)
         last = blocks.emplace_hint(blocks.end(), number, Block());
     if (last->second.bytes.isEmpty())
-        last->second.bytes.reserve(blockRecords * (line.size() + line.size() / 8 + 1));
+        last->second.bytes.reserve(
+            int(qMin<qint64>(qint64(blockRecords) * (line.size() + line.size() / 8 + 1), blockBytes)));
     Block &block = last->second;
     block.changed = block.changed || strayLines.contains(number);
     ++block.records;

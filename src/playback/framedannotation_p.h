@@ -42,8 +42,8 @@ public:
     /**
      * Reads the file in place of what is held. No file is no fault: there are no records then.
      *
-     * \return false if the file cannot be read whole or has a line above 16 MiB. What was read until then is
-     *         held, but saving does not touch the file before setCanSave(true).
+     * \return false if the file cannot be read whole, is above 1 GiB or has a line above 16 MiB. What was
+     * read until then is held, but saving does not touch the file before setCanSave(true).
      */
     bool load();
 

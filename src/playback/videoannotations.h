@@ -61,8 +61,8 @@ public:
      *
      * A file that is not there gives no frames and is made by the first save.
      *
-     * \return false if the file cannot be read or has a line above 16 MiB; then nothing is open, so no save
-     *         can touch the file, and getError() tells why.
+     * \return false if the file cannot be read, is above 1 GiB or has a line above 16 MiB; then nothing is
+     * open, so no save can touch the file, and getError() tells why.
      */
     bool openFile(const QString &annotationPath);
 

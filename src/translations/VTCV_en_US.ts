@@ -581,6 +581,10 @@
         <source>%1 cannot be written: %2</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>%1 is larger than 1 GiB</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>Generic</name>

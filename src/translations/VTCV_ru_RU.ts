@@ -583,6 +583,10 @@
         <source>%1 cannot be written: %2</source>
         <translation>Не удалось записать %1: %2</translation>
     </message>
+    <message>
+        <source>%1 is larger than 1 GiB</source>
+        <translation>Файл %1 больше 1 ГиБ</translation>
+    </message>
 </context>
 <context>
     <name>Generic</name>

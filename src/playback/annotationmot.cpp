@@ -97,13 +97,14 @@ QMap<int, QString> AnnotationExchange::readNames(
     while (reader.next() && tracks.size() < options.mostEntries) {
         bool ok = false;
         const int track = reader.fields.value(0).toInt(&ok);
-        if (reader.fault != CsvReader::Fault::None)
+        if (reader.fault != CsvReader::Fault::None) {
             addFault(report, reader);
-        else if (!ok || track < 0 || reader.fields.size() < 2)
+        } else if (!ok || track < 0 || reader.fields.size() < 2) {
             addProblem(report, AnnotationError::BadValue, reader.number,
                 Text::tr("The line in the file of names is no number and a name."));
-        else
+        } else {
             tracks.insert(track, reader.fields[1]);
+        }
     }
     return tracks;
 }
@@ -185,11 +186,12 @@ AnnotationReport readMotAnnotations(
     bool going = true;
     while (going && lines.next()) {
         const QByteArray line = lines.line.trimmed();
-        if (lines.tooLong)
+        if (lines.tooLong) {
             addProblem(report, AnnotationError::LineTooLong, lines.number,
                 Text::tr("The line is longer than 1 MiB."));
-        else if (!line.isEmpty())
+        } else if (!line.isEmpty()) {
             going = import.readLine(lines.number, line);
+        }
         going = going && progress.reaches(device->pos(), device->size());
     }
     report.numbers.tracks = import.tracks;

@@ -113,12 +113,9 @@ bool CsvReader::split(const QByteArray &row)
 
 void addFault(AnnotationReport &report, const CsvReader &reader)
 {
-    if (reader.fault == CsvReader::Fault::LineTooLong)
-        addProblem(
-            report, AnnotationError::LineTooLong, reader.number, Text::tr("The line is longer than 1 MiB."));
-    else
-        addProblem(
-            report, AnnotationError::OpenQuote, reader.number, Text::tr("A quoted field does not end."));
+    const bool tooLong = reader.fault == CsvReader::Fault::LineTooLong;
+    addProblem(report, tooLong ? AnnotationError::LineTooLong : AnnotationError::OpenQuote, reader.number,
+        tooLong ? Text::tr("The line is longer than 1 MiB.") : Text::tr("A quoted field does not end."));
 }
 
 QByteArray csvField(const QString &text)

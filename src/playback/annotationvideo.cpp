@@ -41,10 +41,11 @@ AnnotationSet annotationSetOf(const VideoAnnotations &annotations)
     AnnotationSet set;
     const QList<int> frames = annotations.getFrames();
     for (int frame : frames) {
-        if (FrameInfo *record = annotations.getFrame(frame))
+        if (FrameInfo *record = annotations.getFrame(frame)) {
             eachEntry(*record, [&](FrameInfo::InfoDataType kind, const QString &name, const QVariant &value) {
                 set.frame(frame).set(kind, name, value);
             });
+        }
     }
     return set;
 }
@@ -56,10 +57,11 @@ int addAnnotations(VideoAnnotations &annotations, const AnnotationSet &set)
         return 0;
     annotations.getUndoStack()->beginMacro(Text::tr("Import annotations"));
     for (auto it = set.frames.cbegin(); it != set.frames.cend(); ++it) {
-        if (*it)
+        if (*it) {
             eachEntry(**it, [&](FrameInfo::InfoDataType kind, const QString &name, const QVariant &value) {
                 annotations.setValue(it.key(), kind, name, value);
             });
+        }
     }
     annotations.getUndoStack()->endMacro();
     return count;

@@ -105,7 +105,7 @@ private:
     void readImages(const QJsonArray &images)
     {
         QSet<int> known;
-        for (int i = 0; i < images.size(); ++i) {
+        for (int i = 0; i < images.size() && !intake.isFull(); ++i) {
             intake.start(i + 1, QStringLiteral("images"));
             const QJsonObject image = images[i].toObject();
             qint64 id = 0, video = 0;
@@ -152,7 +152,7 @@ private:
 
     void readCategories(const QJsonArray &list)
     {
-        for (int i = 0; i < list.size(); ++i) {
+        for (int i = 0; i < list.size() && !intake.isFull(); ++i) {
             intake.start(i + 1, QStringLiteral("categories"));
             const QJsonObject category = list[i].toObject();
             const QJsonValue name = category.value(QStringLiteral("name"));

@@ -89,8 +89,9 @@ public:
         return columns[FrameColumn] >= 0 && columns[KindColumn] >= 0 && columns[NameColumn] >= 0;
     }
 
-    // False once the set is full.
-    bool readRow(qint64 line, const QStringList &row)
+    bool isFull() { return intake.isFull(); }
+
+    void readRow(qint64 line, const QStringList &row)
     {
         intake.start(line);
         fields = &row;
@@ -102,7 +103,6 @@ public:
             && intake.frame(number, std::numeric_limits<int>::min(), &frame) && readKind(&type)
             && readValue(type, &value))
             intake.add(frame, type, text(NameColumn), value);
-        return !intake.isFull();
     }
 
 private:
@@ -243,9 +243,9 @@ AnnotationReport readCsvAnnotations(
     while (reader.next()) {
         if (reader.fault != CsvReader::Fault::None)
             addFault(report, reader);
-        else if (!import.readRow(reader.number, reader.fields))
-            return report;
-        if (!progress.reaches(device->pos(), device->size()))
+        else
+            import.readRow(reader.number, reader.fields);
+        if (import.isFull() || !progress.reaches(device->pos(), device->size()))
             return report;
     }
     report.done = true;

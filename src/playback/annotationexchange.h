@@ -112,6 +112,7 @@ enum class AnnotationError
     Duplicate, // the frame has this entry already; the first one stays
     NoPictureSize, // YOLO needs width and height: nothing was written
     StaleLabels, // label files of an earlier export lie in the folder, which this one has not replaced
+    TooManyProblems, // a million of them: reading ended there
     Cancelled, // by AnnotationExchangeOptions::progress
 };
 
@@ -144,7 +145,7 @@ struct AnnotationReport
     int altered =
         0; // entries that came through changed: rounded, clipped to the picture, freed of characters
     int problemCount = 0;
-    QList<AnnotationProblem> problems; // the first thousand of them
+    QList<AnnotationProblem> problems; // the first thousand of them, and one that ended the reading
     AnnotationNumbers numbers;
 };
 

@@ -184,7 +184,8 @@ public:
      */
     bool add(int frame, FrameInfo::InfoDataType kind, const QString &name, const QVariant &value);
 
-    bool isFull() const { return full; }
+    /** True where reading must end; asked behind each line or element. */
+    bool isFull();
 
 private:
     bool pixel(double value, double *result);

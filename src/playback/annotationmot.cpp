@@ -46,7 +46,7 @@ public:
             if (end < 0)
                 end = line.size();
             if (!intake.number(line.mid(at, end - at), &fields[count]))
-                return true;
+                return !intake.isFull();
             at = end + 1;
         }
         int frame = 0, track = 0;

@@ -147,6 +147,19 @@ bool Intake::problem(AnnotationError error, const QString &text)
     return false;
 }
 
+bool Intake::isFull()
+{
+    // A file with so many is another kind of file, and each one costs more time than a good line.
+    constexpr int mostProblems = 1'000'000;
+    if (!full && report.problemCount >= mostProblems) {
+        full = true;
+        ++report.problemCount;
+        report.problems.append({AnnotationError::TooManyProblems, place,
+            Text::tr("Reading has ended: too much is wrong with this file.")});
+    }
+    return full;
+}
+
 bool Intake::number(const QByteArray &text, double *value)
 {
     bool ok = false;

@@ -139,6 +139,10 @@
         <source>Import annotations</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>Reading has ended: too much is wrong with this file.</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>AnnotationInterpolation</name>

@@ -139,6 +139,10 @@
         <source>Import annotations</source>
         <translation>Импорт разметки</translation>
     </message>
+    <message>
+        <source>Reading has ended: too much is wrong with this file.</source>
+        <translation>Чтение прервано: в файле слишком много ошибок.</translation>
+    </message>
 </context>
 <context>
     <name>AnnotationInterpolation</name>

@@ -442,6 +442,10 @@ private Q_SLOTS:
         report = readBytes(Format::Mot, QByteArray("x\n").repeated(5000), set);
         QCOMPARE(report.problemCount, 5000);
         QCOMPARE(report.problems.size(), 1000);
+        report = readBytes(Format::Mot, QByteArray("x\n").repeated(1000002), set);
+        QVERIFY(!report.done);
+        QCOMPARE(report.problems.last().error, AnnotationError::TooManyProblems);
+        QCOMPARE(report.problems.last().place, 1000000);
         for (const QString &path :
             {folder->filePath(QStringLiteral("none")), folder->path(), QStringLiteral("/dev/zero")}) {
             report = readCsvAnnotations(path, set);

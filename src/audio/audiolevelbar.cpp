@@ -148,7 +148,7 @@ void AudioLevelBar::paintEvent(QPaintEvent *)
     const QPalette colors = palette();
     const bool onDark =
         colors.color(QPalette::Window).lightness() < colors.color(QPalette::WindowText).lightness();
-    const QColor frame = colors.color(QPalette::Disabled, QPalette::WindowText);
+    const QColor &frame = colors.color(QPalette::Disabled, QPalette::WindowText);
     // Whole device pixels, whatever the scale: the lines stay sharp.
     const qreal pixel = 1.0 / devicePixelRatioF();
     const QRectF box = QRectF(rect()).adjusted(pixel / 2, pixel / 2, -pixel / 2, -pixel / 2);

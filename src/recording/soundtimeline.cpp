@@ -47,7 +47,8 @@ SoundTimeline::SoundTimeline(double frameRateHz) : period(frameRateHz > 0.0 ? 1.
 
 double SoundTimeline::tolerance() const
 {
-    return toleranceS * (1.0 + double(done.size() / finePieces));
+    const size_t coarser = done.size() / finePieces;
+    return toleranceS * double(1 + coarser);
 }
 
 void SoundTimeline::begin(Pass pass)

@@ -6,6 +6,7 @@
 #include <QStandardPaths>
 #include <QThread>
 
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -126,7 +127,7 @@ std::vector<float> sound::samplesIn(const QString &path)
     ffmpeg.waitForFinished();
     const QByteArray bytes = ffmpeg.readAllStandardOutput();
     std::vector<float> samples(size_t(bytes.size()) / sizeof(float));
-    std::memcpy(samples.data(), bytes.constData(), samples.size() * sizeof(float));
+    std::copy_n(bytes.constData(), samples.size() * sizeof(float), reinterpret_cast<char *>(samples.data()));
     return samples;
 }
 

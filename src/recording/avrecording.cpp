@@ -215,20 +215,25 @@ private:
         const double lengthS = ffmpegcall::soundLengthS(file, timeoutMs, isCancelled);
         const SoundTimeline::Clock soundClock = SoundTimeline::clockOf(begins, stopS, lengthS);
 
+        const SoundTimeline::Conversion conversion = SoundTimeline::conversion(pieces, soundClock);
+        QStringList arguments;
+        for (double beginS : conversion.inputs)
+            arguments << QStringLiteral("-ss") << QString::number(beginS, 'f', 6) << QStringLiteral("-i")
+                      << file;
+
         QTemporaryFile script;
         QString error;
         if (pieces.empty())
             error = QStringLiteral("no frame was recorded");
-        else if (!script.open() || script.write(SoundTimeline::filters(pieces, soundClock).toUtf8()) < 0)
+        else if (!script.open() || script.write(conversion.filters.toUtf8()) < 0)
             error = script.errorString();
         script.close();
         if (error.isEmpty()) {
-            error = ffmpegcall::run(
-                {QStringLiteral("-i"), file, QStringLiteral("-filter_complex_script"), script.fileName(),
-                    QStringLiteral("-map"), QStringLiteral("[out]"), QStringLiteral("-c:a"),
-                    QStringLiteral("pcm_s16le"), QStringLiteral("-rf64"), QStringLiteral("auto"),
-                    QStringLiteral("-f"), QStringLiteral("wav"), made},
-                timeoutMs, isCancelled);
+            arguments << QStringLiteral("-filter_complex_script") << script.fileName()
+                      << QStringLiteral("-map") << QStringLiteral("[out]") << QStringLiteral("-c:a")
+                      << QStringLiteral("pcm_s16le") << QStringLiteral("-rf64") << QStringLiteral("auto")
+                      << QStringLiteral("-f") << QStringLiteral("wav") << made;
+            error = ffmpegcall::run(arguments, timeoutMs, isCancelled);
         }
         if (error.isEmpty()) {
             QFile::remove(wav);

@@ -15,6 +15,7 @@ constexpr double leastStretchS = 0.004; // a smaller difference is not worth the
 constexpr size_t looks = 5; // at the length of a sound, of which the best counts
 constexpr double greatestLagS = 0.5;
 constexpr double driftCountsS = 60.0;
+constexpr size_t piecesAtATime = 16;
 constexpr double slowest = 0.5; // what ffmpeg's filter can do
 constexpr double fastest = 100.0;
 
@@ -29,15 +30,15 @@ SoundTimeline::Clock SoundTimeline::clockOf(
     const std::vector<double> &begins, std::optional<double> stopS, double lengthS)
 {
     if (begins.empty())
-        return {stopS.value_or(0.0) - lengthS, 1.0};
+        return {stopS.value_or(0.0) - lengthS, 1.0, lengthS};
     const auto window = std::ptrdiff_t(std::min(begins.size(), looks));
     const double early = *std::min_element(begins.begin(), begins.begin() + window);
     const double late = *std::min_element(begins.end() - window, begins.end());
     if (!stopS || lengthS <= 0.0)
-        return {early, 1.0};
+        return {early, 1.0, lengthS};
     const double lag = std::clamp(late - (*stopS - lengthS), 0.0, greatestLagS);
     const double drift = late - early;
-    Clock clock{early - lag, 1.0};
+    Clock clock{early - lag, 1.0, lengthS};
     if (lengthS > driftCountsS && std::abs(drift) > toleranceS)
         clock.speed = lengthS / (lengthS + drift);
     return clock;
@@ -133,9 +134,10 @@ std::vector<SoundTimeline::Piece> SoundTimeline::pieces(std::optional<std::pair<
     return cut;
 }
 
-QString SoundTimeline::filters(const std::vector<Piece> &pieces, const Clock &clock)
+SoundTimeline::Conversion SoundTimeline::conversion(const std::vector<Piece> &pieces, const Clock &clock)
 {
-    QStringList inputs;
+    Conversion result;
+    QStringList inputs; // of the pieces of one opened file
     QStringList outputs;
     QStringList chains;
     double reached = 0.0; // in the video
@@ -153,9 +155,13 @@ QString SoundTimeline::filters(const std::vector<Piece> &pieces, const Clock &cl
             to = from + length;
         }
         const double silence = gap + std::min(length, std::max(0.0, -from) / speed);
-        from = std::max(0.0, from);
+        const bool isSilent = to <= 0.0 || (clock.lengthS > 0.0 && from >= clock.lengthS - leastStretchS);
+        if (i % piecesAtATime == 0)
+            result.inputs.push_back(i == 0 ? 0.0 : std::max(0.0, std::min(from, clock.lengthS - 1.0)));
+        from = std::max(0.0, from - result.inputs.back());
+        to -= result.inputs.back();
         QString chain = QStringLiteral("[in%1]").arg(i);
-        if (to > from) {
+        if (!isSilent) {
             chain += QStringLiteral("atrim=%1:%2,asetpts=PTS-STARTPTS").arg(seconds(from), seconds(to));
             if (speed != 1.0)
                 chain += QStringLiteral(",atempo=%1").arg(seconds(speed));
@@ -168,10 +174,17 @@ QString SoundTimeline::filters(const std::vector<Piece> &pieces, const Clock &cl
         chains << chain + QStringLiteral(",apad=whole_dur=%1,atrim=end=%1[out%2]").arg(whole).arg(i);
         inputs << QStringLiteral("[in%1]").arg(i);
         outputs << QStringLiteral("[out%1]").arg(i);
+        if (inputs.size() == int(piecesAtATime) || i + 1 == pieces.size()) {
+            chains << QStringLiteral("[%1:a:0]asplit=%2%3")
+                          .arg(result.inputs.size() - 1)
+                          .arg(inputs.size())
+                          .arg(inputs.join(QString()));
+            inputs.clear();
+        }
     }
     if (chains.isEmpty())
         return {};
-    chains.prepend(QStringLiteral("[0:a:0]asplit=%1%2").arg(inputs.size()).arg(inputs.join(QString())));
     chains << outputs.join(QString()) + QStringLiteral("concat=n=%1:v=0:a=1[out]").arg(outputs.size());
-    return chains.join(QStringLiteral(";\n"));
+    result.filters = chains.join(QStringLiteral(";\n"));
+    return result;
 }

@@ -37,6 +37,14 @@ public:
     {
         double startS = 0.0; // of the first sample, in life
         double speed = 1.0; // seconds of sound in a second of life
+        double lengthS = 0.0; // of the sound
+    };
+
+    /** What `ffmpeg` is asked to do. */
+    struct Conversion
+    {
+        std::vector<double> inputs; // where to begin reading the file, in s, for each time that it is opened
+        QString filters; // from those inputs to "[out]"
     };
 
     /**
@@ -63,10 +71,12 @@ public:
     std::vector<Piece> pieces(std::optional<std::pair<double, double>> frames = {}) const;
 
     /**
-     * The filters by which `ffmpeg` makes the sound of \a pieces, "[out]", from the first stream of a file
-     * that begins at \a soundStartS. Where the file has no sound there is silence.
+     * How `ffmpeg` makes the sound of \a pieces from a file. Where the file has no sound there is silence.
+     *
+     * Each filter sees all that its input gives, so a file is opened anew for some pieces at a time: a
+     * recording in a thousand pieces takes no longer than one in a few.
      */
-    static QString filters(const std::vector<Piece> &pieces, const Clock &clock);
+    static Conversion conversion(const std::vector<Piece> &pieces, const Clock &clock);
 
 private:
     struct Pass

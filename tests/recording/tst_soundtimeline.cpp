@@ -1,4 +1,6 @@
+#include "ffmpeg/ffmpegcall_p.h"
 #include "recording/soundtimeline_p.h"
+#include "support/soundserver.h"
 
 #include <QtTest>
 
@@ -101,7 +103,7 @@ private Q_SLOTS:
     void filtersTrimPadAndStretch()
     {
         const auto filters = [](const Piece &piece, double startS) {
-            return SoundTimeline::filters({piece}, {startS, 1.0});
+            return SoundTimeline::conversion({piece}, {startS, 1.0, 60.0}).filters;
         };
         const QString trimmed = filters({0, 4, 100, 104}, 99.5);
         QVERIFY2(trimmed.contains(QStringLiteral("atrim=0.500000:4.500000")), qPrintable(trimmed));
@@ -112,7 +114,42 @@ private Q_SLOTS:
         QVERIFY(padded.contains(QStringLiteral("apad=whole_dur=4.000000,atrim=end=4.000000")));
         QVERIFY(filters({0, 4, 100, 104.4}, 100).contains(QStringLiteral("atempo=1.100000")));
         QVERIFY(filters({0, 4, 100, 104}, 200).contains(QStringLiteral("volume=0,adelay=4000")));
-        QCOMPARE(SoundTimeline::filters({}, {}), QString());
+        QVERIFY(SoundTimeline::conversion({}, {}).inputs.empty());
+    }
+
+    void soundInManyPiecesIsTheSoundInOne()
+    {
+        if (QStandardPaths::findExecutable(QStringLiteral("ffmpeg")).isEmpty())
+            QSKIP("ffmpeg is not installed");
+        // A tone that rises all the time tells each place in the file; 40 pieces of it, then silence.
+        std::vector<Piece> pieces;
+        for (int i = 0; i < 50; ++i)
+            pieces.push_back({i * 0.25, (i + 1) * 0.25, 100 + i * 0.25, 100 + (i + 1) * 0.25});
+        const QTemporaryDir dir;
+        const QString tone = dir.filePath(QStringLiteral("tone.wav"));
+        const auto run = [](const QStringList &arguments) {
+            return ffmpegcall::run(arguments, 60'000, [] { return false; });
+        };
+        QCOMPARE(run({QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
+                     QStringLiteral("aevalsrc=0.5*sin(300*t*t):d=10:s=44100"), tone}),
+            QString());
+        const auto conversion = SoundTimeline::conversion(pieces, {100, 1, 10});
+        QVERIFY(conversion.inputs.size() > 2);
+        QStringList arguments;
+        for (double beginS : conversion.inputs)
+            arguments << QStringLiteral("-ss") << QString::number(beginS) << QStringLiteral("-i") << tone;
+        const QString made = dir.filePath(QStringLiteral("made.wav"));
+        QCOMPARE(run(arguments
+                     + QStringList{QStringLiteral("-filter_complex"), conversion.filters,
+                         QStringLiteral("-map"), QStringLiteral("[out]"), made}),
+            QString());
+        const std::vector<float> before = sound::samplesIn(tone);
+        const std::vector<float> after = sound::samplesIn(made);
+        QCOMPARE(std::round(double(after.size()) / sound::rateHz * 100), 1250.0);
+        double worst = 0;
+        for (size_t i = 0; i < after.size(); ++i)
+            worst = std::max(worst, double(std::abs(after[i] - (i < before.size() ? before[i] : 0.0F))));
+        QVERIFY2(worst < 0.001, qPrintable(QString::number(worst)));
     }
 
     void clockTakesTheLagOfTheEncoderOut()

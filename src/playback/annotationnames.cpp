@@ -3,12 +3,13 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QSet>
 
 namespace {
 
-constexpr QLatin1String nameKey("name");
-constexpr QLatin1String colorKey("color");
-constexpr QLatin1String visibleKey("visible");
+const QLatin1String nameKey("name");
+const QLatin1String colorKey("color");
+const QLatin1String visibleKey("visible");
 
 // Turning the hue by the golden angle sets each colour far from those before it, however many there are;
 // where it comes near to one all the same, eight or more rows on, the shade is another.
@@ -185,9 +186,10 @@ bool AnnotationNames::restoreState(const QByteArray &state)
     const QJsonDocument document = QJsonDocument::fromJson(state);
     if (!document.isArray())
         return false;
+    const QJsonArray list = document.array();
     QVector<Entry> restored;
     QSet<QString> seen;
-    for (const QJsonValue &value : document.array()) {
+    for (const auto &value : list) {
         const QString name = value[nameKey].toString();
         const QColor color(value[colorKey].toString());
         if (!value[nameKey].isString() || !color.isValid() || seen.contains(name))

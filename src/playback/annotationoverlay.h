@@ -3,7 +3,6 @@
 #include "playback/frameinfo.h"
 #include "vtcv_export.h"
 
-#include <QPen>
 #include <QPointer>
 #include <QWidget>
 
@@ -153,7 +152,7 @@ private:
     void paintItem(QPainter *painter, int index, const PictureMap &map) const;
     void paintLines(QPainter *painter) const;
     QRectF aligned(const QRectF &rect) const;
-    QPen evenPen(const QColor &color, int width) const;
+    qreal evenWidth(int width) const;
     QRectF shapeOf(const AnnotationItem &item, const PictureMap &map) const;
     QRectF labelOf(const AnnotationItem &item, const PictureMap &map) const;
     QRect placeOfLines(const Shown &of) const;

@@ -6,6 +6,7 @@
 
 #include <QAbstractButton>
 #include <QAbstractSlider>
+#include <QFileInfo>
 #include <QFutureWatcher>
 #include <QImageWriter>
 #include <QKeyEvent>

@@ -66,6 +66,7 @@ VideoPlayerWidget::VideoPlayerWidget(QString path, QWidget *parent)
     button->setAccessibleName(tr("Play or pause"));
     slider->setRange(0, qMax(0, frameCount - 1));
     slider->setFocusPolicy(Qt::StrongFocus); // a scroll bar has none, and so no keys, by itself
+    slider->setInvertedControls(false); // or the right arrow goes back
     slider->setToolTip(tr("Position in the video"));
     slider->setAccessibleName(tr("Position in the video"));
     auto *const row = new QHBoxLayout;

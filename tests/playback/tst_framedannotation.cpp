@@ -55,8 +55,8 @@ private Q_SLOTS:
                 "signal somethingChanged(int)",
                 "slot save(bool)",
                 "slot save() [cloned]",
-                "protected slot frameInfoChanged(int)",
-                "protected slot signFrame(FrameInfo*)",
+                "private slot frameInfoChanged(int)",
+                "private slot signFrame(FrameInfo*)",
             }));
     }
 

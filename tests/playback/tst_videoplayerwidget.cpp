@@ -187,6 +187,16 @@ private Q_SLOTS:
         QVERIFY(shown[0][0].toInt() < count - 1);
     }
 
+    void arrowKeysGoTheWayTheyPoint()
+    {
+        Player player(avi);
+        QTest::keyClick(player.slider, Qt::Key_Right);
+        QTest::keyClick(player.slider, Qt::Key_Right);
+        QTRY_COMPARE(player.getPosition(), 2);
+        QTest::keyClick(player.slider, Qt::Key_Left);
+        QTRY_COMPARE(player.getPosition(), 1);
+    }
+
     void toggleTwiceChangesNothing()
     {
         Player player(slow);

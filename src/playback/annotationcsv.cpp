@@ -14,7 +14,7 @@ namespace {
 
 struct Kind
 {
-    FrameInfo::InfoDataType type;
+    FrameInfo::InfoDataType type = FrameInfo::Percent;
     const char *name;
 };
 
@@ -97,7 +97,7 @@ public:
         fields = &row;
         double number = 0;
         int frame = 0;
-        FrameInfo::InfoDataType type;
+        FrameInfo::InfoDataType type = FrameInfo::Percent;
         QVariant value;
         if (has(FrameColumn) && has(KindColumn) && has(NameColumn, true) && numberIn(FrameColumn, &number)
             && intake.frame(number, std::numeric_limits<int>::min(), &frame) && readKind(&type)

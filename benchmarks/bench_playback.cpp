@@ -111,9 +111,7 @@ void play(benchmark::State &state, const QString &path)
     player.show();
     auto *const progress = player.findChild<PlayerProgress *>();
     QEventLoop loop;
-    int shown = 0;
     QObject::connect(progress, &PlayerProgress::shown, &loop, [&](int frame) {
-        ++shown;
         if (frame == 0 && !player.isPlaying())
             loop.quit();
     });
@@ -132,7 +130,6 @@ void play(benchmark::State &state, const QString &path)
         loop.exec();
         state.ResumeTiming();
     }
-    state.counters["shown"] = benchmark::Counter(shown, benchmark::Counter::kAvgIterations);
 }
 
 void readAll(benchmark::State &state, const QString &path)

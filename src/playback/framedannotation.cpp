@@ -279,9 +279,19 @@ bool FramedAnnotation::saveInPlace()
     if (!canSave)
         return fail(tr("%1 was not read whole, so it stays as it is").arg(path));
     QFile file(path);
-    if (!file.open(writeMode))
+    // Over what is there: most of it is the same, the disk has room for it, and no page has to be found anew.
+    // Not where line ends change on their way, since the place of the end is not known then.
+#ifdef Q_OS_WIN
+    constexpr bool goesOver = false;
+#else
+    constexpr bool goesOver = true;
+#endif
+    if (!(goesOver && file.open(QIODevice::ReadWrite | QIODevice::Text)) && !file.open(writeMode))
         return fail(tr("%1 cannot be written: %2").arg(path, file.errorString()));
-    return write(&file, false);
+    if (!write(&file, false))
+        return false;
+    return !goesOver || file.resize(file.pos())
+        || fail(tr("%1 cannot be written: %2").arg(path, file.errorString()));
 }
 
 bool FramedAnnotation::saveAtomically()

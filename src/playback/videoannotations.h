@@ -126,8 +126,9 @@ public:
     bool save();
 
     /**
-     * Writes into the file itself: it keeps its owner, its links and its folder needs no permission, but a
-     * full disk leaves it cut. Otherwise as save(); what is in memory stays whole in any case.
+     * Writes over the file itself: it keeps its owner, its links and its folder needs no permission, but a
+     * full disk leaves it in part the new one and in part the old one, or cut. Otherwise as save(); what is
+     * in memory stays whole in any case.
      */
     bool saveInPlace();
 

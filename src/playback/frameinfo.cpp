@@ -118,52 +118,43 @@ int FrameInfo::getFrameNumber()
     return frameNumber;
 }
 
+template <typename Type, typename Signal>
+void FrameInfo::store(QMap<QString, Type> *entries, const QString &name, const Type &value, Signal changed)
+{
+    entries->insert(name, value);
+    changing();
+    Q_EMIT(this->*changed)(frameNumber, name, value);
+    Q_EMIT somethingChanged(frameNumber);
+}
+
 void FrameInfo::setPercent(QString name, int value)
 {
-    percents.insert(name, value);
-    changing();
-    Q_EMIT percentChanged(frameNumber, name, value);
-    Q_EMIT somethingChanged(frameNumber);
+    store(&percents, name, value, &FrameInfo::percentChanged);
 }
 
 void FrameInfo::setValue(QString name, double value)
 {
-    values.insert(name, value);
-    changing();
-    Q_EMIT valueChanged(frameNumber, name, value);
-    Q_EMIT somethingChanged(frameNumber);
+    store(&values, name, value, &FrameInfo::valueChanged);
 }
 
 void FrameInfo::setRect(QString name, QRect value)
 {
-    rects.insert(name, value);
-    changing();
-    Q_EMIT rectChanged(frameNumber, name, value);
-    Q_EMIT somethingChanged(frameNumber);
+    store(&rects, name, value, &FrameInfo::rectChanged);
 }
 
 void FrameInfo::setComment(QString name, QString value)
 {
-    comments.insert(name, value);
-    changing();
-    Q_EMIT commentChanged(frameNumber, name, value);
-    Q_EMIT somethingChanged(frameNumber);
+    store(&comments, name, value, &FrameInfo::commentChanged);
 }
 
 void FrameInfo::setBool(QString name, bool value)
 {
-    bools.insert(name, value);
-    changing();
-    Q_EMIT boolChanged(frameNumber, name, value);
-    Q_EMIT somethingChanged(frameNumber);
+    store(&bools, name, value, &FrameInfo::boolChanged);
 }
 
 void FrameInfo::setPoints(QString name, QList<QPoint> value)
 {
-    points.insert(name, value);
-    changing();
-    Q_EMIT pointsChanged(frameNumber, name, value);
-    Q_EMIT somethingChanged(frameNumber);
+    store(&points, name, value, &FrameInfo::pointsChanged);
 }
 
 void FrameInfo::set(InfoDataType type, QString name, QVariant value)

@@ -124,6 +124,8 @@ private:
     friend class AnnotationLine; // fills a record that it reads
     friend class FramedAnnotation; // must know of all changes, also while signals are blocked
 
+    template <typename Type, typename Signal>
+    void store(QMap<QString, Type> *entries, const QString &name, const Type &value, Signal changed);
     void changing();
 
     QMap<QString, int> percents;

@@ -1,4 +1,5 @@
 #include "ffmpeg/ffmpeghelper.h"
+#include "support/programs.h"
 
 #include <QSignalSpy>
 #include <QtTest>
@@ -47,10 +48,7 @@ class FFMPEGHelperProgramTest : public QObject
 private Q_SLOTS:
     void initTestCase()
     {
-        for (const char *program : {"ffmpeg", "ffprobe"}) {
-            if (QStandardPaths::findExecutable(program).isEmpty())
-                QSKIP(qPrintable(QStringLiteral("%1 is not installed").arg(program)));
-        }
+        SKIP_WITHOUT("ffmpeg", "ffprobe");
         const QStringList tone{"-nostdin", "-f", "lavfi", "-i", "sine=frequency=440:duration=3"};
         const QStringList picture{"-f", "lavfi", "-i", "testsrc=duration=4", "-c:v", "mjpeg"};
         QVERIFY(!outputOf("ffmpeg", tone + QStringList(stored("tone.wav"))).isEmpty());

@@ -1,6 +1,7 @@
 #include "ffmpeg/ffmpegprocessor.h"
 #include "ffmpeg/ffmpegqueue.h"
 #include "support/frames.h"
+#include "support/programs.h"
 
 #include <QSignalSpy>
 #include <QtTest>
@@ -38,10 +39,7 @@ class FFMpegProgramTest : public QObject
 private Q_SLOTS:
     void initTestCase()
     {
-        for (const char *program : {"ffmpeg", "ffprobe"}) {
-            if (QStandardPaths::findExecutable(program).isEmpty())
-                QSKIP(qPrintable(QStringLiteral("%1 is not installed").arg(program)));
-        }
+        SKIP_WITHOUT("ffmpeg", "ffprobe");
         QVERIFY(frames::writeVideo(store.filePath("clip.avi"), clipFrames));
         QVERIFY(run("ffmpeg",
             {"-loglevel", "error", "-f", "lavfi", "-i", "sine=duration=6", store.filePath("clip.wav")}));

@@ -1,6 +1,7 @@
 #include "pipeline/imagevideoprovider.h"
 #include "receivedframes.h"
 #include "support/metaface.h"
+#include "support/programs.h"
 
 #include <QProcess>
 #include <QStandardPaths>
@@ -53,8 +54,7 @@ private Q_SLOTS:
         QString path = avi;
         if (!encoding.isEmpty()) {
             path = dir.filePath(QStringLiteral("coded") + suffix);
-            if (QStandardPaths::findExecutable(QStringLiteral("ffmpeg")).isEmpty())
-                QSKIP("ffmpeg is not installed");
+            SKIP_WITHOUT("ffmpeg");
             const QStringList arguments =
                 QStringList{"-v", "error", "-y", "-i", avi} + encoding + QStringList{path};
             QCOMPARE(QProcess::execute(QStringLiteral("ffmpeg"), arguments), 0);

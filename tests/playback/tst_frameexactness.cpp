@@ -4,6 +4,7 @@
 #include "playback/simplevideoplayer.h"
 #include "playback/videoplayerwidget.h"
 #include "support/frames.h"
+#include "support/programs.h"
 
 #include <QProcess>
 #include <QRandomGenerator>
@@ -75,8 +76,7 @@ private Q_SLOTS:
         QVERIFY(QFile::exists(source) || frames::writeVideo(source, count, rate));
         const QString path = dir.filePath(QStringLiteral("v") + suffix);
         if (!encoding.isEmpty()) {
-            if (QStandardPaths::findExecutable(QStringLiteral("ffmpeg")).isEmpty())
-                QSKIP("ffmpeg is not installed");
+            SKIP_WITHOUT("ffmpeg");
             const QStringList arguments = QStringList{"-v", "error", "-i", source, "-vsync", "passthrough"}
                 + encoding + QStringList{path};
             QCOMPARE(QProcess::execute(QStringLiteral("ffmpeg"), arguments), 0);

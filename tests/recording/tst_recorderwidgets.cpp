@@ -7,6 +7,7 @@
 #include "recording/videorecorderwidget.h"
 #include "support/fakeffmpeg.h"
 #include "support/metaface.h"
+#include "support/programs.h"
 
 #include <QtWidgets>
 
@@ -70,8 +71,7 @@ class RecorderWidgetsTest : public QObject
 private Q_SLOTS:
     void initTestCase()
     {
-        if (QStandardPaths::findExecutable("ffmpeg").isEmpty())
-            QSKIP("ffmpeg is not installed");
+        SKIP_WITHOUT("ffmpeg");
         QVERIFY(frames::writeVideo(store.filePath("clip.avi"), 5));
     }
 

@@ -1,5 +1,6 @@
 #include "ffmpeg/ffmpegcall_p.h"
 #include "recording/soundtimeline_p.h"
+#include "support/programs.h"
 #include "support/soundserver.h"
 
 #include <QtTest>
@@ -119,8 +120,7 @@ private Q_SLOTS:
 
     void soundInManyPiecesIsTheSoundInOne()
     {
-        if (QStandardPaths::findExecutable(QStringLiteral("ffmpeg")).isEmpty())
-            QSKIP("ffmpeg is not installed");
+        SKIP_WITHOUT("ffmpeg");
         // A tone that rises all the time tells each place in the file; 40 pieces of it, then silence.
         std::vector<Piece> pieces;
         for (int i = 0; i < 50; ++i)

@@ -1,6 +1,7 @@
 #include "ffmpeg/ffmpegqueue.h"
 #include "recorderfixture.h"
 #include "recording/frametimelogreader.h"
+#include "support/programs.h"
 
 #include <QStorageInfo>
 
@@ -70,11 +71,7 @@ class VideoRecorderFinishTest : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase()
-    {
-        if (QStandardPaths::findExecutable(QStringLiteral("ffmpeg")).isEmpty())
-            QSKIP("ffmpeg is not installed");
-    }
+    void initTestCase() { SKIP_WITHOUT("ffmpeg"); }
     void init() { fixture = std::make_unique<RecorderFixture>(); }
     void cleanup() { fixture.reset(); }
 

@@ -1,5 +1,7 @@
 #include "support/soundserver.h"
 
+#include "support/programs.h"
+
 #include <opencv2/core.hpp>
 #include <QElapsedTimer>
 #include <QFile>
@@ -54,11 +56,7 @@ SoundServer::~SoundServer()
 
 QString SoundServer::whyMissing()
 {
-    for (const char *program : {"pulseaudio", "pacat", "pactl", "ffmpeg"}) {
-        if (QStandardPaths::findExecutable(QLatin1String(program)).isEmpty())
-            return QStringLiteral("%1 is not installed").arg(QLatin1String(program));
-    }
-    return {};
+    return programs::whyMissing({"pulseaudio", "pacat", "pactl", "ffmpeg"});
 }
 
 bool SoundServer::start()

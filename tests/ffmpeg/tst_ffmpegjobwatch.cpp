@@ -191,7 +191,8 @@ private Q_SLOTS:
         if (moment == WhileItRuns) {
             QTRY_VERIFY(ffmpeg.hasFile("ready"));
             cancel();
-            QVERIFY(queue.cancelCurrent()); // once more does no harm
+            if (whenTold.startsWith("trap ''")) // lives on for a while, so it is the same job
+                QVERIFY(queue.cancelCurrent()); // once more does no harm
         }
         QTRY_COMPARE_WITH_TIMEOUT(ended.count(), 2, 30'000);
         QTRY_COMPARE(told.text(), protocol); // jobFinished() comes after the verdict

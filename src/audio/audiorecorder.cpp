@@ -1,12 +1,11 @@
 #include "audio/audiorecorder.h"
 
 #include "audio/soundsource_p.h"
-#include "baselib/globalconsole.h"
+#include "baselib/console_p.h"
 
 #include <QAudioDeviceInfo>
 #include <QAudioRecorder>
 #include <QCoreApplication>
-#include <QDateTime>
 #include <QDeadlineTimer>
 #include <QDebug>
 #include <QEventLoop>
@@ -16,11 +15,6 @@
 namespace {
 
 constexpr int closingPassMs = 10;
-
-void writeConsole(const QString &text)
-{
-    GlobalConsole::writeLine(text, QDateTime::currentDateTime());
-}
 
 } // namespace
 

@@ -1,7 +1,7 @@
 #include "ffmpeg/ffmpegmp4_p.h"
 
-#include "baselib/globalconsole.h"
-#include "ffmpeg/ffmpegfiles_p.h"
+#include "baselib/console_p.h"
+#include "baselib/samefile_p.h"
 #include "ffmpeg/ffmpeghelperjob.h"
 
 #include <QDateTime>
@@ -28,14 +28,12 @@ QString FFMpegMP4::settle(bool ok) const
         QFile::remove(source);
         if (!QFile::rename(made, source) && !QFile::exists(source)) {
             // The new file is the only version left, so it must not be tidied away.
-            GlobalConsole::writeLine(
-                FFMPEGHelperJob::tr("%1 could not be renamed to %2 and stays under its name")
-                    .arg(made, source),
-                QDateTime::currentDateTime());
+            writeConsole(FFMPEGHelperJob::tr("%1 could not be renamed to %2 and stays under its name")
+                             .arg(made, source));
             return made;
         }
     }
-    if (made != source && QFile::exists(source) && !FFMpegFiles::leadToOne(made, source))
+    if (made != source && QFile::exists(source) && !SameFile::leadToOne(made, source))
         QFile::remove(made);
     return source;
 }

@@ -1,7 +1,7 @@
 #include "ffmpeg/ffmpegprocessor.h"
 
-#include "baselib/globalconsole.h"
-#include "ffmpeg/ffmpegfiles_p.h"
+#include "baselib/console_p.h"
+#include "baselib/samefile_p.h"
 #include "ffmpeg/ffmpegtext_p.h"
 #include "image/capturesource_p.h"
 
@@ -25,17 +25,12 @@ constexpr int progressNumberStart = 6;
 constexpr int progressNumberLength = 5;
 constexpr int shortestProgress = 11;
 
-bool isSamePath(const QString &a, const QString &b)
-{
-    return a.compare(b, Qt::CaseInsensitive) == 0;
-}
-
 QString sideFileOf(const QString &input, const QString &output)
 {
     const QString suffix = QFileInfo(input).suffix();
     QString side = output;
     side.replace(QLatin1Char('.') + suffix, QStringLiteral("_temp.") + suffix);
-    if (!FFMpegFiles::leadToOne(side, input))
+    if (!SameFile::leadToOne(side, input))
         return side;
     // The suffix is missing or written in the other case, and ffmpeg would overwrite the file that it reads.
     const QFileInfo info(output);
@@ -196,7 +191,7 @@ void FFMpegProcessor::setFiles(const QString &input, const QString &output)
     outputFile = output;
     // Two spellings of one file count as well: ffmpeg tells them apart and would empty the file that it
     // reads.
-    if (isSamePath(input, output) || FFMpegFiles::leadToOne(input, output)) {
+    if (SameFile::isSamePath(input, output) || SameFile::leadToOne(input, output)) {
         finalFile = output;
         outputFile = sideFileOf(input, output);
     }
@@ -237,7 +232,7 @@ void FFMpegProcessor::ffmpegFinished(int exitCode)
     } else if (exitCode == 0 && !crashed) {
         if (!finalFile.isEmpty()) {
             replaceInput();
-        } else if (!isSamePath(inputFile, outputFile)) {
+        } else if (!SameFile::isSamePath(inputFile, outputFile)) {
             const bool removed = QFile::remove(inputFile);
             qDebug() << "Removed" << inputFile << removed;
         }
@@ -255,9 +250,7 @@ void FFMpegProcessor::replaceInput()
     const bool renamed = QFile::rename(outputFile, inputFile);
     qDebug() << "Rename FD" << outputFile << "->" << inputFile << renamed;
     if (removed && !renamed) {
-        GlobalConsole::writeLine(
-            tr("%1 could not be renamed to %2 and stays under its name").arg(outputFile, inputFile),
-            QDateTime::currentDateTime());
+        writeConsole(tr("%1 could not be renamed to %2 and stays under its name").arg(outputFile, inputFile));
     }
 }
 
@@ -273,7 +266,7 @@ void FFMpegProcessor::removeOutput()
 void FFMpegProcessor::failToStart()
 {
     const QString reason = process->errorString();
-    GlobalConsole::writeLine(tr("ffmpeg cannot be started: %1").arg(reason), QDateTime::currentDateTime());
+    writeConsole(tr("ffmpeg cannot be started: %1").arg(reason));
     // Some platforms notice it within the call that starts the job, whose end must not come before it
     // returns.
     QMetaObject::invokeMethod(

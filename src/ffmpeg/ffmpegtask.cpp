@@ -1,7 +1,7 @@
 #include "ffmpeg/ffmpegtask_p.h"
 
+#include "baselib/samefile_p.h"
 #include "baselib/texthelper.h"
-#include "ffmpeg/ffmpegfiles_p.h"
 #include "ffmpeg/ffmpeghelperjob.h"
 
 #include <QDateTime>
@@ -208,7 +208,7 @@ void FFMpegTask::refuseOneFile()
 bool FFMpegTask::readsDestination() const
 {
     return std::any_of(sources.cbegin(), sources.cend(),
-        [this](const QString &source) { return FFMpegFiles::leadToOne(source, destination); });
+        [this](const QString &source) { return SameFile::leadToOne(source, destination); });
 }
 
 FFMpegTask::Stamp FFMpegTask::stampOfDestination() const

@@ -1,13 +1,12 @@
 #include "recording/avrecording.h"
 
 #include "audio/audiorecorder.h"
-#include "baselib/globalconsole.h"
+#include "baselib/console_p.h"
 #include "ffmpeg/ffmpegcall_p.h"
 #include "recording/soundtimeline_p.h"
 #include "recording/videorecorder.h"
 
 #include <QAudioRecorder>
-#include <QDateTime>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
@@ -32,11 +31,6 @@ constexpr double leftWaitS = 5.0;
 constexpr qint64 emptySoundBytes = 100; // a header and nothing else
 
 const QString goesOn = QStringLiteral(". The video is recorded all the same");
-
-void writeConsole(const QString &text)
-{
-    GlobalConsole::writeLine(text, QDateTime::currentDateTime());
-}
 
 QString freeName(const QString &wanted)
 {

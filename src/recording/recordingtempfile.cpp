@@ -1,7 +1,7 @@
 #include "recording/recordingtempfile_p.h"
 
+#include "baselib/console_p.h"
 #include "baselib/fileutilities.h"
-#include "baselib/globalconsole.h"
 #include "ffmpeg/ffmpegqueue.h"
 #include "ffmpeg/ffmpegqueuenotifier_p.h"
 #include "recording/videorecorder.h"
@@ -126,9 +126,8 @@ QString RecordingTempFile::usableFolder()
         shared.fallbackTold = wanted;
     }
     if (tell) {
-        GlobalConsole::writeLine(
-            QStringLiteral("The folder %1 cannot be written, recordings grow in %2").arg(wanted, fallback),
-            QDateTime::currentDateTime());
+        writeConsole(
+            QStringLiteral("The folder %1 cannot be written, recordings grow in %2").arg(wanted, fallback));
     }
     return fallback;
 }
@@ -209,7 +208,5 @@ void RecordingTempFile::moveLeftoversAside() const
         rename(logPath(), aside + QStringLiteral(".log"));
     if (audioIsAsOld)
         rename(audioPath(), aside + QStringLiteral(".wav"));
-    GlobalConsole::writeLine(
-        QStringLiteral("A video left in the temporary folder was kept as %1").arg(aside + suffix),
-        QDateTime::currentDateTime());
+    writeConsole(QStringLiteral("A video left in the temporary folder was kept as %1").arg(aside + suffix));
 }

@@ -1,7 +1,7 @@
 #include "recording/videorecorder.h"
 
+#include "baselib/console_p.h"
 #include "baselib/fileutilities.h"
-#include "baselib/globalconsole.h"
 #include "ffmpeg/ffmpegqueue.h"
 #include "recording/frametimelog_p.h"
 #include "recording/recordingtempfile_p.h"
@@ -23,11 +23,6 @@ constexpr int idlePassMs = 200;
 constexpr int endLooks = 100;
 constexpr int endLookMs = 100;
 constexpr qint64 nsPerMs = 1'000'000;
-
-void writeConsole(const QString &text)
-{
-    GlobalConsole::writeLine(text, QDateTime::currentDateTime());
-}
 
 } // namespace
 

@@ -1,10 +1,10 @@
 #include "recording/videorecorder.h"
 
+#include "baselib/samefile_p.h"
 #include "image/capturesource_p.h"
 
 #include <opencv2/imgproc.hpp>
 #include <opencv2/videoio/registry.hpp>
-#include <QFileInfo>
 
 #include <algorithm>
 #include <climits>
@@ -31,11 +31,6 @@ cv::Size sizeOf(const cv::VideoCapture &capture)
 {
     return {CaptureSource::toCount(capture.get(cv::CAP_PROP_FRAME_WIDTH)),
         CaptureSource::toCount(capture.get(cv::CAP_PROP_FRAME_HEIGHT))};
-}
-
-bool isSameFile(const QString &a, const QString &b)
-{
-    return QFileInfo(a).absoluteFilePath().compare(QFileInfo(b).absoluteFilePath(), Qt::CaseInsensitive) == 0;
 }
 
 // A forged or missing frame count must neither keep us reading for ever nor lose what is there.
@@ -126,7 +121,7 @@ size_t VideoRecorder::cutVideo(
     const QString &input, const QString &output, const std::vector<VideoInterval> &intervals)
 {
     cv::VideoCapture capture;
-    if (isSameFile(input, output) || !CaptureSource::open(capture, input))
+    if (SameFile::isSameAbsolutePath(input, output) || !CaptureSource::open(capture, input))
         return 0;
     cv::VideoWriter writer =
         createWriter(output.toStdString(), capture.get(cv::CAP_PROP_FPS), sizeOf(capture));
@@ -155,8 +150,8 @@ bool VideoRecorder::joinVideo(const QString &first, const QString &second, const
 {
     cv::VideoCapture firstCapture;
     cv::VideoCapture secondCapture;
-    if (isSameFile(first, output) || isSameFile(second, output) || !CaptureSource::open(firstCapture, first)
-        || !CaptureSource::open(secondCapture, second))
+    if (SameFile::isSameAbsolutePath(first, output) || SameFile::isSameAbsolutePath(second, output)
+        || !CaptureSource::open(firstCapture, first) || !CaptureSource::open(secondCapture, second))
         return false;
     const double rate = firstCapture.get(cv::CAP_PROP_FPS);
     if (sizeOf(firstCapture) != sizeOf(secondCapture) || rate != secondCapture.get(cv::CAP_PROP_FPS))

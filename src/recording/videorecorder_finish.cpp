@@ -1,7 +1,8 @@
 #include "recording/videorecorder.h"
 
+#include "baselib/console_p.h"
 #include "baselib/fileutilities.h"
-#include "baselib/globalconsole.h"
+#include "baselib/samefile_p.h"
 #include "ffmpeg/ffmpegqueue.h"
 #include "ffmpeg/ffmpegqueuenotifier_p.h"
 #include "image/capturesource_p.h"
@@ -15,16 +16,6 @@
 #include <algorithm>
 
 namespace {
-
-void writeConsole(const QString &text)
-{
-    GlobalConsole::writeLine(text, QDateTime::currentDateTime());
-}
-
-bool isSamePath(const QString &a, const QString &b)
-{
-    return a.compare(b, Qt::CaseInsensitive) == 0;
-}
 
 QString sizeAndPath(const QString &path)
 {
@@ -185,7 +176,7 @@ void VideoRecorder::askForSound(const Delivery &delivery, bool isCut)
     request.destination = delivery.path;
     request.isRemoved = delivery.remove;
     request.isCopied =
-        !UseFFMPEGOptimization || !ffmpegQueue || isSamePath(delivery.tempFilePath, delivery.path);
+        !UseFFMPEGOptimization || !ffmpegQueue || SameFile::isSamePath(delivery.tempFilePath, delivery.path);
     if (isCut)
         request.cut = delivery.cutInterval;
     maker(request);
@@ -194,7 +185,7 @@ void VideoRecorder::askForSound(const Delivery &delivery, bool isCut)
 void VideoRecorder::deliver(Delivery &delivery)
 {
     const QString &source = delivery.tempFilePath;
-    if (isSamePath(source, delivery.path))
+    if (SameFile::isSamePath(source, delivery.path))
         return;
     if (UseFFMPEGOptimization && ffmpegQueue) {
         writeConsole(QStringLiteral("Tempfile FFMPEG ") + sizeAndPath(source));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "baselib/vtthread.h"
+#include "ffmpeg/recordingdelivery.h"
 #include "vtcv_export.h"
 
 #include <QElapsedTimer>
@@ -30,6 +31,7 @@ struct FFMpegJob
     QString audio; // the sound of a JoinVideoAndAudio, empty otherwise
     QString dest; // the file wanted
     FFMpegJobType type = Optimize;
+    RecordingDelivery delivery; // how dest is made
 };
 
 /**

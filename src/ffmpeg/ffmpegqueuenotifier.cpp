@@ -36,7 +36,7 @@ quint64 FFMpegQueueNotifier::appendJob(FFMpegJobType type, const QString &source
     {
         const QMutexLocker lock(&queue.mutex);
         ticket = ++queue.lastTicket;
-        queue.jobs << FFMpegJob{source, audio, dest, type};
+        queue.jobs << FFMpegJob{source, audio, dest, type, {}};
         queue.tickets << FFMpegQueue::Ticket{ticket, std::move(held)};
     }
     queue.wake();

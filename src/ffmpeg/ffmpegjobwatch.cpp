@@ -39,10 +39,12 @@ bool FFMpegJobWatch::requeue(const FFMpegJobVerdict &verdict, ExistingFile exist
         if (!QFile::exists(job.audio))
             return false;
         const bool isTaken = dest.exists() && dest != source; // in place, the destination is the source
-        if (isTaken && (existing == Keep || dest == QFileInfo(job.audio) || !QFile::remove(dest.filePath())))
+        if (isTaken && (existing == Keep || dest == QFileInfo(job.audio)))
             return false;
     }
-    queue->notifier()->appendJob(job.type, job.source, job.dest, job.audio, std::move(claim));
+    using Existing = FFMpegQueueNotifier::Existing;
+    queue->notifier()->appendJob(
+        job, std::move(claim), existing == Replace ? Existing::Replaced : Existing::Refused);
     if (!queue->isWorking())
         queue->initAndStart();
     return true;

@@ -3,33 +3,9 @@
 #include "ffmpeg/ffmpegqueue.h"
 #include "vtcv_export.h"
 
-#include <QDateTime>
-#include <QMetaType>
 #include <QObject>
 #include <QPointer>
 #include <QString>
-
-/** What has become of one job of FFMpegQueue. */
-struct FFMpegJobVerdict
-{
-    enum Outcome
-    {
-        Done, // exit code 0: dest is ready, the source consumed
-        Failed, // any other end of the child, or ffmpeg could not be started; the source is kept
-        Cancelled, // by cancelCurrent() or cancelAll(), while it ran or before; the source is kept
-        NothingStarted // the source is no video, or the audio does not exist
-    };
-
-    FFMpegJob job;
-    Outcome outcome = Failed;
-    int exitCode = -1; // of ffmpeg, the number of the signal after a crash; -1 where it was not started
-    bool hasCrashed = false; // the child did not end by itself
-    QString text; // the last 20 lines of ffmpeg's error channel: the reason of a failure
-    qint64 durationMs = 0; // from the start of the child until the queue noticed its end
-    qint64 sourceSize = -1; // bytes; what was left of the source then, by which requeue() knows it again
-    QDateTime sourceTime; // and when it was changed last
-};
-Q_DECLARE_METATYPE(FFMpegJobVerdict)
 
 /**
  * Tells what has become of each job of a queue, and queues a job again.

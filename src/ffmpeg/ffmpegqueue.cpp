@@ -1,24 +1,29 @@
 #include "ffmpeg/ffmpegqueue.h"
 
-#include "ffmpeg/ffmpegjobwatch.h"
+#include "baselib/samefile_p.h"
 #include "ffmpeg/ffmpegprocessor.h"
 #include "ffmpeg/ffmpegqueuenotifier_p.h"
 
-#include <QDeadlineTimer>
 #include <QDebug>
-#include <QFileInfo>
-
-#include <utility>
+#include <QFile>
 
 namespace {
 
 constexpr int pauseAfterStartMs = 1000;
 
+// A join in place writes a side file, and its sound is not to be lost.
+void removeDestinationOfJoin(const FFMpegJob &job)
+{
+    if (job.type == JoinVideoAndAudio && !SameFile::leadToOne(job.dest, job.source)
+        && !SameFile::leadToOne(job.dest, job.audio))
+        QFile::remove(job.dest);
+}
+
 } // namespace
 
 // Runs when the library is loaded, before any application object: nothing here may need a thread or an
 // event loop.
-FFMpegQueue::FFMpegQueue() : jobNotifier(std::make_unique<FFMpegQueueNotifier>(*this)) { }
+FFMpegQueue::FFMpegQueue() : jobs(std::make_unique<FFMpegQueueNotifier>([this] { wake(); })) { }
 
 FFMpegQueue::~FFMpegQueue()
 {
@@ -27,58 +32,57 @@ FFMpegQueue::~FFMpegQueue()
 
 int FFMpegQueue::jobsCount() const
 {
-    const QMutexLocker lock(&mutex);
-    return jobs.size();
+    return jobs->waitingCount();
 }
 
 void FFMpegQueue::addJob(FFMpegJobType type, const QString &source, const QString &dest, const QString &audio)
 {
-    jobNotifier->appendJob(type, source, dest, audio);
+    addJob({source, audio, dest, type, {}});
+}
+
+quint64 FFMpegQueue::addJob(const FFMpegJob &job)
+{
+    return jobs->appendJob(job);
+}
+
+QList<FFMpegQueue::Entry> FFMpegQueue::entries() const
+{
+    return jobs->entries();
+}
+
+bool FFMpegQueue::moveJob(quint64 ticket, int position)
+{
+    return jobs->move(ticket, position);
+}
+
+bool FFMpegQueue::holdJob(quint64 ticket)
+{
+    return jobs->hold(ticket);
+}
+
+bool FFMpegQueue::releaseJob(quint64 ticket)
+{
+    return jobs->release(ticket);
+}
+
+bool FFMpegQueue::removeJob(quint64 ticket)
+{
+    return jobs->remove(ticket);
 }
 
 bool FFMpegQueue::cancelCurrent()
 {
-    return cancel(jobNotifier->currentTicket());
+    return jobs->cancel(jobs->currentTicket());
 }
 
 int FFMpegQueue::cancelAll()
 {
-    QList<Ticket> dropped; // let go without the mutex
-    int count = 0;
-    {
-        const QMutexLocker lock(&mutex);
-        for (int i = 0; i < jobs.size(); ++i)
-            withdrawn << Withdrawn{tickets.at(i).number, jobs.at(i)};
-        jobs.clear();
-        dropped.swap(tickets);
-        count = dropped.size();
-        if (currentTicket.number != 0) {
-            cancelledTicket = currentTicket.number;
-            ++count;
-        }
-        cancelling.wakeAll();
-    }
-    wake();
-    return count;
-}
-
-// A ticket instead of "the current job", so that the next one is not hit where this one has just ended.
-bool FFMpegQueue::cancel(quint64 number)
-{
-    {
-        const QMutexLocker lock(&mutex);
-        if (number == 0 || currentTicket.number != number)
-            return false;
-        cancelledTicket = number;
-        cancelling.wakeAll();
-    }
-    wake();
-    return true;
+    return jobs->cancelAll();
 }
 
 FFMpegQueueNotifier *FFMpegQueue::notifier() const
 {
-    return jobNotifier.get();
+    return jobs.get();
 }
 
 void FFMpegQueue::startwork() { }
@@ -87,62 +91,18 @@ void FFMpegQueue::process()
 {
     if (!processor)
         makeProcessor();
-    tellWithdrawnJobs();
+    jobs->reportEnds();
     if (processor->isRunning()) {
-        if (currentIsCancelled())
+        if (jobs->currentIsCancelled())
             processor->cancel();
         return;
     }
-    if (!takeJob())
+    FFMpegQueueNotifier::Job next;
+    if (!jobs->takeNext(next))
         return;
-    startJob();
-    pauseAfterStart();
-}
-
-void FFMpegQueue::pauseAfterStart()
-{
-    const QDeadlineTimer end(pauseAfterStartMs);
-    QMutexLocker lock(&mutex);
-    while (!isCancelled() && withdrawn.isEmpty() && cancelling.wait(&mutex, end)) { }
-}
-
-void FFMpegQueue::tellWithdrawnJobs()
-{
-    QList<Withdrawn> all;
-    {
-        const QMutexLocker lock(&mutex);
-        all.swap(withdrawn);
-    }
-    for (const Withdrawn &one : qAsConst(all)) {
-        FFMpegJobVerdict verdict = verdictOn(one.job);
-        verdict.outcome = FFMpegJobVerdict::Cancelled;
-        Q_EMIT jobNotifier->jobOver(one.number, verdict);
-        Q_EMIT jobNotifier->jobDropped(one.number);
-    }
-}
-
-FFMpegJobVerdict FFMpegQueue::verdictOn(const FFMpegJob &job)
-{
-    FFMpegJobVerdict verdict;
-    verdict.job = job;
-    const QFileInfo source(job.source);
-    if (source.isFile()) {
-        verdict.sourceSize = source.size();
-        verdict.sourceTime = source.lastModified();
-    }
-    return verdict;
-}
-
-// Called with the mutex held.
-bool FFMpegQueue::isCancelled() const
-{
-    return currentTicket.number != 0 && currentTicket.number == cancelledTicket;
-}
-
-bool FFMpegQueue::currentIsCancelled() const
-{
-    const QMutexLocker lock(&mutex);
-    return isCancelled();
+    currentJob = next.job;
+    startJob(next.existing == FFMpegQueueNotifier::Existing::Replaced);
+    jobs->waitForNews(pauseAfterStartMs);
 }
 
 void FFMpegQueue::makeProcessor()
@@ -156,23 +116,15 @@ void FFMpegQueue::makeProcessor()
         this, &QThread::finished, processor.get(), [this] { processor.reset(); }, Qt::DirectConnection);
 }
 
-bool FFMpegQueue::takeJob()
-{
-    const QMutexLocker lock(&mutex);
-    if (jobs.isEmpty())
-        return false;
-    currentJob = jobs.takeFirst();
-    currentTicket = tickets.takeFirst();
-    return true;
-}
-
-void FFMpegQueue::startJob()
+void FFMpegQueue::startJob(bool replacesDestination)
 {
     const FFMpegJob job = currentJob;
     qDebug() << "STARTING FFMPEG JOB" << int(job.type) << job.source << job.dest << job.audio;
     jobClock.start();
-    const bool isWanted = !currentIsCancelled();
+    const bool isWanted = !jobs->currentIsCancelled();
     if (isWanted) {
+        if (replacesDestination)
+            removeDestinationOfJoin(job);
         switch (job.type) {
         case Optimize:
             processor->optimize(job.source);
@@ -187,22 +139,9 @@ void FFMpegQueue::startJob()
     }
     Q_EMIT jobStarted(jobsCount() + 1);
     if (!processor->isRunning()) {
-        const quint64 ticket = takeCurrentTicket();
-        FFMpegJobVerdict verdict = verdictOn(job);
-        verdict.outcome = isWanted ? FFMpegJobVerdict::NothingStarted : FFMpegJobVerdict::Cancelled;
-        Q_EMIT jobNotifier->jobOver(ticket, verdict);
-        Q_EMIT jobNotifier->jobDropped(ticket);
+        jobs->endCurrent(FFMpegQueueNotifier::verdictOn(
+            job, isWanted ? FFMpegJobVerdict::NothingStarted : FFMpegJobVerdict::Cancelled));
     }
-}
-
-quint64 FFMpegQueue::takeCurrentTicket()
-{
-    Ticket taken;
-    {
-        const QMutexLocker lock(&mutex);
-        std::swap(taken, currentTicket);
-    }
-    return taken.number;
 }
 
 void FFMpegQueue::reportProgress(int frame, int frameCount)
@@ -212,18 +151,16 @@ void FFMpegQueue::reportProgress(int frame, int frameCount)
 
 void FFMpegQueue::reportEnd()
 {
-    FFMpegJobVerdict verdict = verdictOn(currentJob);
+    const bool succeeded = processor->exitCode() == 0 && !processor->hasCrashed();
+    FFMpegJobVerdict verdict = FFMpegQueueNotifier::verdictOn(currentJob,
+        processor->wasCancelled() ? FFMpegJobVerdict::Cancelled
+            : succeeded           ? FFMpegJobVerdict::Done
+                                  : FFMpegJobVerdict::Failed);
     verdict.exitCode = processor->exitCode();
     verdict.hasCrashed = processor->hasCrashed();
     verdict.text = processor->lastText();
     verdict.durationMs = jobClock.elapsed();
-    const bool succeeded = verdict.exitCode == 0 && !verdict.hasCrashed;
-    verdict.outcome = processor->wasCancelled() ? FFMpegJobVerdict::Cancelled
-        : succeeded                             ? FFMpegJobVerdict::Done
-                                                : FFMpegJobVerdict::Failed;
-    const quint64 ticket = takeCurrentTicket();
-    Q_EMIT jobNotifier->jobOver(ticket, verdict);
-    Q_EMIT jobNotifier->jobEnded(ticket, verdict.exitCode, verdict.hasCrashed, verdict.text);
+    jobs->endCurrent(verdict);
     Q_EMIT jobFileFinished(currentJob.dest);
     Q_EMIT jobFinished(jobsCount());
     wake();

@@ -1,38 +1,17 @@
 #pragma once
 
 #include "baselib/vtthread.h"
-#include "ffmpeg/recordingdelivery.h"
+#include "ffmpeg/ffmpegjob.h"
 #include "vtcv_export.h"
 
 #include <QElapsedTimer>
 #include <QList>
-#include <QMutex>
 #include <QString>
-#include <QWaitCondition>
 
 #include <memory>
 
 class FFMpegProcessor;
 class FFMpegQueueNotifier; // ffmpeg/ffmpegqueuenotifier_p.h
-struct FFMpegJobVerdict; // ffmpeg/ffmpegjobwatch.h
-
-/** What a job of FFMpegQueue does. */
-enum FFMpegJobType : int
-{
-    Optimize = 0, // rewrites the source in place
-    Convert = 1, // makes dest from source
-    JoinVideoAndAudio = 2 // makes dest from source and audio
-};
-
-/** One job of FFMpegQueue. */
-struct FFMpegJob
-{
-    QString source; // the video to process
-    QString audio; // the sound of a JoinVideoAndAudio, empty otherwise
-    QString dest; // the file wanted
-    FFMpegJobType type = Optimize;
-    RecordingDelivery delivery; // how dest is made
-};
 
 /**
  * Runs `ffmpeg` jobs one after the other, in the order in which they were added, on a thread of its own.
@@ -61,6 +40,8 @@ class VTCV_EXPORT FFMpegQueue : public VTThread
     Q_OBJECT
 
 public:
+    using Entry = FFMpegJobEntry;
+
     FFMpegQueue();
     ~FFMpegQueue() override;
 
@@ -69,6 +50,30 @@ public:
 
     /** Appends a job. It waits for ever unless the thread is started. \thread Any. */
     void addJob(FFMpegJobType type, const QString &source, const QString &dest, const QString &audio);
+
+    /** Does the same for a job with its delivery; returns its ticket. */
+    quint64 addJob(const FFMpegJob &job);
+
+    /** The jobs in the order in which they start, the one that runs first. */
+    QList<Entry> entries() const;
+
+    /**
+     * Moves a job that does not run to \a position, counted from 0 (the next one) and cut to the range.
+     *
+     * \return false if there is no such job, or it runs. So do the three functions below.
+     * \thread Any.
+     */
+    bool moveJob(quint64 ticket, int position);
+
+    /** Holds a job that waits: it is not started, and does not count as waiting, until releaseJob(). Its
+     * recording ends with its video in the temporary folder. False if it is held already. */
+    bool holdJob(quint64 ticket);
+
+    /** Lets a held job wait again, at its place. */
+    bool releaseJob(quint64 ticket);
+
+    /** Forgets a job that waits or is held. Its source and audio stay; one console line says where. */
+    bool removeJob(quint64 ticket);
 
     /**
      * Ends the job that starts or runs, as FFMpegProcessor::cancel() does: its source is kept, its
@@ -110,43 +115,13 @@ protected:
     void process() override;
 
 private:
-    friend class FFMpegQueueNotifier;
-
-    // What the library knows of a job beside the job itself.
-    struct Ticket
-    {
-        quint64 number = 0; // above 0 and never used twice
-        std::shared_ptr<void> held; // kept until the job is over, and let go without the mutex
-    };
-    struct Withdrawn
-    {
-        quint64 number;
-        FFMpegJob job;
-    };
-
     void makeProcessor();
-    void tellWithdrawnJobs();
-    bool takeJob();
-    void startJob();
-    void pauseAfterStart();
+    void startJob(bool replacesDestination);
     void reportProgress(int frame, int frameCount);
     void reportEnd();
-    quint64 takeCurrentTicket();
-    bool cancel(quint64 number);
-    bool isCancelled() const;
-    bool currentIsCancelled() const;
-    static FFMpegJobVerdict verdictOn(const FFMpegJob &job);
 
-    QList<FFMpegJob> jobs; // those that wait, oldest first
-    FFMpegJob currentJob; // the one last started; the worker writes it
-    std::unique_ptr<FFMpegProcessor> processor; // the worker's
-    mutable QMutex mutex; // guards jobs, currentJob and the five below; never held while a signal is emitted
-    QList<Ticket> tickets; // of jobs, in the same order
-    quint64 lastTicket = 0;
-    Ticket currentTicket; // of currentJob while it starts or runs, empty otherwise
-    quint64 cancelledTicket = 0; // of the job that was asked to end last
-    QList<Withdrawn> withdrawn; // jobs that were cancelled while they waited and are not told of yet
-    QWaitCondition cancelling; // ends the pause after a start
-    QElapsedTimer jobClock; // the worker's
-    std::unique_ptr<FFMpegQueueNotifier> jobNotifier;
+    std::unique_ptr<FFMpegQueueNotifier> jobs; // those that wait or run, with their guard
+    std::unique_ptr<FFMpegProcessor> processor; // the worker's, as the two below
+    FFMpegJob currentJob; // the one started last
+    QElapsedTimer jobClock;
 };

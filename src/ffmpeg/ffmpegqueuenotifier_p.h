@@ -1,20 +1,24 @@
 #pragma once
 
-#include "ffmpeg/ffmpegjobwatch.h"
-#include "ffmpeg/ffmpegqueue.h"
+#include "ffmpeg/ffmpegjob.h"
+#include "vtcv_export.h"
 
+#include <QList>
+#include <QMutex>
 #include <QObject>
+#include <QWaitCondition>
 
+#include <functional>
 #include <memory>
 
 /**
- * Follows single jobs of a queue, by tickets, for the library's own classes.
+ * The jobs of a queue, each followed by its ticket, and the signal that reports their ends.
  *
- * A job is pending from appendJob() until just before the first signal that tells its end. So whoever appends
- * a job, then connects to FFMpegQueue::jobFinished() and jobDropped(), and then asks isPending(), misses no
- * end: either the job is no longer pending, or one of the signals is still to come.
+ * A job is pending from appendJob() until just before jobOver(). Code that appends a job, then connects to
+ * jobOver(), and then asks isPending() misses no end: either the job is no longer pending, or the signal is
+ * still to come.
  *
- * \thread Functions: any. Signals come from the queue's worker.
+ * \thread Functions: any, except where noted. The signal comes from the queue's worker.
  * \ownership The queue's.
  */
 class VTCV_TEST_EXPORT FFMpegQueueNotifier : public QObject
@@ -22,47 +26,95 @@ class VTCV_TEST_EXPORT FFMpegQueueNotifier : public QObject
     Q_OBJECT
 
 public:
-    explicit FFMpegQueueNotifier(FFMpegQueue &owner);
+    using Entry = FFMpegJobEntry;
+    using Verdict = FFMpegJobVerdict;
+
+    /** What happens to a file at the destination of a join, which `ffmpeg` refuses to overwrite. */
+    enum class Existing
+    {
+        Refused, // the join fails
+        Replaced // the file is removed just before ffmpeg starts
+    };
+
+    /** What the worker needs to run a job. */
+    struct Job : Entry
+    {
+        std::shared_ptr<void> held;
+        Existing existing = Existing::Refused;
+        bool isCancelled = false; // while it starts or runs
+    };
+
+    /** \a wake tells the worker to make a pass. */
+    explicit FFMpegQueueNotifier(std::function<void()> wake);
 
     /**
-     * Appends a job and wakes the worker; the job's ticket, above 0 and never used twice.
+     * Appends a job and wakes the worker; returns the job's ticket.
      *
-     * \param held is let go when the job is no longer pending, before any signal tells of that.
+     * \param held is released when the job is no longer pending, before jobOver().
      */
-    quint64 appendJob(FFMpegJobType type, const QString &source, const QString &dest, const QString &audio,
-        std::shared_ptr<void> held = {});
+    quint64 appendJob(
+        const FFMpegJob &job, std::shared_ptr<void> held = {}, Existing existing = Existing::Refused);
 
     /** True while the job waits, starts or runs. */
     bool isPending(quint64 ticket) const;
 
-    /** The job that starts or runs, 0 where none does. */
-    quint64 currentTicket() const;
-
     /** True while any job is pending. */
     bool isBusy() const;
 
-    /** FFMpegQueue::cancelCurrent() for this job alone; false where it does not start or run. */
+    /** The job that starts or runs, 0 if none does. */
+    quint64 currentTicket() const;
+
+    /** FFMpegQueue::cancelCurrent() for this job alone; false if it does not start or run. */
     bool cancel(quint64 ticket);
 
-    /** True where a pending job has \a path as its source, audio or dest, compared without regard to case. */
-    bool usesFile(const QString &path) const;
+    /** See the functions of FFMpegQueue with the same names. */
+    int cancelAll();
+    int waitingCount() const;
+    QList<Entry> entries() const;
+    bool move(quint64 ticket, int position);
+    bool hold(quint64 ticket);
+    bool release(quint64 ticket);
+    bool remove(quint64 ticket);
+
+    /** Marks the first waiting job as running and copies it to \a job, without `held`; false if none waits.
+     * \thread The worker's, as for all below. */
+    bool takeNext(Job &job);
+
+    /** True after cancel() of the job that starts or runs. */
+    bool currentIsCancelled() const;
+
+    /** Waits until the time is up, or there is something to do about the running job or an end to report. */
+    void waitForNews(int limitMs);
+
+    /** Ends the running job and emits jobOver(). */
+    void endCurrent(const Verdict &verdict);
+
+    /** Emits jobOver() for jobs that ended without having run. */
+    void reportEnds();
+
+    /** A verdict on \a job, whose source is as it lies there now. */
+    static Verdict verdictOn(const FFMpegJob &job, Verdict::Outcome outcome);
 
 Q_SIGNALS:
-    /** The job is over, of whatever kind; comes just before the one of the two below that belongs to it. */
+    /** The job is over; precedes the signals of the queue that belong to this end. */
     void jobOver(quint64 ticket, FFMpegJobVerdict verdict);
 
-    /** The job has started nothing and is over; comes after its jobStarted(), or without one where it was
-     * cancelled while it waited. */
-    void jobDropped(quint64 ticket);
-
-    /**
-     * The job has ended; comes just before its jobFileFinished().
-     *
-     * \a exitCode, \a crashed and \a lastText as FFMpegProcessor has them: exit code -1 says that `ffmpeg`
-     * could not be started.
-     */
-    void jobEnded(quint64 ticket, int exitCode, bool crashed, QString lastText);
-
 private:
-    FFMpegQueue &queue; // owns this object
+    struct End
+    {
+        quint64 ticket;
+        FFMpegJob job;
+        Verdict::Outcome outcome;
+    };
+
+    const Job *running() const;
+    QList<Job>::iterator waitingOrHeld(quint64 ticket);
+    void forgetEnd(quint64 ticket);
+
+    const std::function<void()> wakeWorker;
+    mutable QMutex mutex; // guards the members below; never held while a signal is emitted
+    QList<Job> jobs; // in the order in which they start, the one that runs first
+    QList<End> ends; // not reported yet
+    quint64 lastTicket = 0;
+    QWaitCondition news;
 };

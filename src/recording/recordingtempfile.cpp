@@ -2,9 +2,6 @@
 
 #include "baselib/console_p.h"
 #include "baselib/fileutilities.h"
-#include "ffmpeg/ffmpegqueue.h"
-#include "ffmpeg/ffmpegqueuenotifier_p.h"
-#include "recording/videorecorder.h"
 
 #include <QDebug>
 #include <QDir>
@@ -158,11 +155,6 @@ bool RecordingTempFile::tryClaim()
         if (QFileInfo(path).isSymLink())
             return false;
     }
-    const FFMpegQueueNotifier *const jobs =
-        VideoRecorder::ffmpegQueue ? VideoRecorder::ffmpegQueue->notifier() : nullptr;
-    if (jobs && (jobs->usesFile(videoPath()) || jobs->usesFile(audioPath())))
-        return false;
-
     Registry &shared = registry();
     const QMutexLocker locker(&shared.mutex);
     if (shared.names.contains(key()))

@@ -195,8 +195,10 @@ void VideoRecorder::deliver(Delivery &delivery)
         const QString audio = delivery.tempFile->audioPath();
         const bool withAudio = QFile::exists(audio);
         qDebug() << "JOB" << source << audio << withAudio;
-        delivery.ticket = ffmpegQueue->notifier()->appendJob(withAudio ? JoinVideoAndAudio : Convert, source,
-            delivery.path, withAudio ? audio : QString(), delivery.tempFile);
+        delivery.ticket =
+            ffmpegQueue->notifier()->appendJob({source, withAudio ? audio : QString(), delivery.path,
+                                                   withAudio ? JoinVideoAndAudio : Convert, {}},
+                delivery.tempFile);
     } else {
         writeConsole(QStringLiteral("Tempfile ") + sizeAndPath(source));
         writeConsole(QStringLiteral("Destfile ") + sizeAndPath(delivery.path));
@@ -239,28 +241,27 @@ void VideoRecorder::announceEnd(const Delivery &delivery, int durationMs)
         delete watcher;
     };
     connect(jobs, &FFMpegQueueNotifier::jobOver, watcher,
-        [ticket, source = delivery.tempFilePath](quint64 over, const FFMpegJobVerdict &verdict) {
-            if (over != ticket)
-                return;
-            if (verdict.outcome == FFMpegJobVerdict::Cancelled) {
+        [queue, jobs, ticket, announce, source = delivery.tempFilePath](
+            quint64 over, const FFMpegJobVerdict &verdict) {
+            if (over == ticket && verdict.outcome == FFMpegJobVerdict::Cancelled) {
                 writeConsole(QStringLiteral("The job was cancelled, the recording stays in %1").arg(source));
-            } else if (verdict.outcome == FFMpegJobVerdict::Failed) {
+            } else if (over == ticket && verdict.outcome == FFMpegJobVerdict::Failed) {
                 writeConsole(QStringLiteral("ffmpeg failed with exit code %1, the recording stays in %2")
                                  .arg(verdict.exitCode)
                                  .arg(source));
             }
+            // For a job that has not run no jobFinished() follows.
+            const bool hasRun = verdict.outcome == FFMpegJobVerdict::Done
+                || verdict.outcome == FFMpegJobVerdict::Failed
+                || (verdict.outcome == FFMpegJobVerdict::Cancelled && verdict.exitCode != -1);
+            if (!hasRun && (over == ticket || (queue->jobsCount() == 0 && !jobs->isPending(ticket))))
+                announce();
         });
     connect(queue, &FFMpegQueue::jobFinished, watcher, [jobs, ticket, announce](int jobsLeft) {
         // An end that was told before our job was appended is none of ours.
         if (jobsLeft == 0 && !jobs->isPending(ticket))
             announce();
     });
-    connect(
-        jobs, &FFMpegQueueNotifier::jobDropped, watcher, [queue, jobs, ticket, announce](quint64 dropped) {
-            // With the last job dropped no jobFinished(0) follows for those that ended before it.
-            if (dropped == ticket || (queue->jobsCount() == 0 && !jobs->isPending(ticket)))
-                announce();
-        });
     // The job may have come to its end before the connections stood.
     if (!jobs->isPending(ticket))
         QMetaObject::invokeMethod(watcher, announce, Qt::QueuedConnection);

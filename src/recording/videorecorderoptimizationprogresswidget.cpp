@@ -51,7 +51,7 @@ VideoRecorderOptimizationProgressWidget::VideoRecorderOptimizationProgressWidget
         if (jobsLeft == 0)
             hide();
     };
-    const auto dropped = [this] {
+    const auto over = [this] {
         if (!queue || !queue->notifier()->isBusy())
             hide();
     };
@@ -59,7 +59,7 @@ VideoRecorderOptimizationProgressWidget::VideoRecorderOptimizationProgressWidget
     connections << connect(queue, &FFMpegQueue::jobStarted, this, started, queued)
                 << connect(queue, &FFMpegQueue::jobProgress, this, progress, queued)
                 << connect(queue, &FFMpegQueue::jobFinished, this, finished, queued)
-                << connect(queue->notifier(), &FFMpegQueueNotifier::jobDropped, this, dropped, queued)
+                << connect(queue->notifier(), &FFMpegQueueNotifier::jobOver, this, over, queued)
                 << connect(queue, &QObject::destroyed, this, &QWidget::hide);
 }
 

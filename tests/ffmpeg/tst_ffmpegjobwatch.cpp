@@ -234,7 +234,7 @@ private Q_SLOTS:
             QVERIFY(!watch.requeue(verdict, FFMpegJobWatch::Replace));
         }
         QVERIFY(watch.requeue(verdict, FFMpegJobWatch::Replace));
-        QVERIFY(!QFile::exists(path("a.mp4")));
+        QTRY_VERIFY(!QFile::exists(path("a.mp4")));
         QCOMPARE(RecordingTempFile::claim(path("sub/a.avi"))->videoPath(), path("a_2.avi"));
         ffmpeg.letGo("go");
         QTRY_COMPARE_WITH_TIMEOUT(ended.count(), 2, 30'000);

@@ -49,13 +49,14 @@ public:
         connectTo(&queue, &FFMpegQueue::jobProgress, "progress %1 %2 %3");
         connectTo(&queue, &FFMpegQueue::jobFileFinished, "file %1");
         connectTo(&queue, &FFMpegQueue::jobFinished, "finished %1");
-        connectTo(queue.notifier(), &FFMpegQueueNotifier::jobDropped, "dropped %1");
         connect(
-            queue.notifier(), &FFMpegQueueNotifier::jobEnded, this,
-            [this](quint64 ticket, int exitCode, bool crashed, const QString &text) {
-                note(QStringLiteral("ended %1 %2 %3").arg(ticket).arg(exitCode).arg(crashed));
+            queue.notifier(), &FFMpegQueueNotifier::jobOver, this,
+            [this](quint64 ticket, const FFMpegJobVerdict &verdict) {
+                const char *const outcomes[] = {"done", "failed", "cancelled", "nothing", "held", "removed"};
+                note(QString("%1 %2 %3").arg(outcomes[verdict.outcome]).arg(ticket).arg(verdict.exitCode));
                 const QMutexLocker lock(&mutex);
-                lastText = text;
+                if (!verdict.text.isEmpty())
+                    lastText = verdict.text;
             },
             Qt::DirectConnection);
     }
@@ -141,9 +142,9 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(listener.lines().contains("finished 0"), 30'000);
 
         QCOMPARE(listener.lines(),
-            QStringList({"started 3", "progress 3 3 5", "ended 1 0 0", "file label", "finished 2", //
-                "started 2", "progress 2 3 5", "ended 2 0 0", "file " + path("b.mp4"), "finished 1", //
-                "started 1", "progress 1 3 5", "ended 3 0 0", "file " + path("c.mp4"), "finished 0"}));
+            QStringList({"started 3", "progress 3 3 5", "done 1 0", "file label", "finished 2", //
+                "started 2", "progress 2 3 5", "done 2 0", "file " + path("b.mp4"), "finished 1", //
+                "started 1", "progress 1 3 5", "done 3 0", "file " + path("c.mp4"), "finished 0"}));
         QCOMPARE(ffmpeg.calls().size(), 3);
         QCOMPARE(contentOf(path("a.avi")), QByteArray("new\n"));
         QVERIFY(!QFile::exists(path("b")) && !QFile::exists(path("c")) && !QFile::exists(path("c.wav")));
@@ -158,37 +159,88 @@ private Q_SLOTS:
         Listener listener(queue);
         place("a");
         queue.initAndStart();
-        const quint64 running = notifier->appendJob(Convert, path("a"), path("a.mp4"), {});
+        const quint64 running = notifier->appendJob({path("a"), {}, path("a.mp4"), Convert, {}});
         QVERIFY(running > 0);
         QTRY_COMPARE(listener.lines(), QStringList("started 1"));
         QCOMPARE(queue.jobsCount(), 0);
         QVERIFY(notifier->isPending(running));
-        QVERIFY(notifier->usesFile(path("A")) && notifier->usesFile(path("./a.MP4")));
 
         // The state at the moment of each end, which is what a listener on another thread may rely on.
         quint64 dropped = 0;
         QList<bool> pending;
         const auto askBoth = [&] { pending << notifier->isPending(running) << notifier->isPending(dropped); };
-        connect(notifier, &FFMpegQueueNotifier::jobEnded, this, askBoth, Qt::DirectConnection);
-        connect(notifier, &FFMpegQueueNotifier::jobDropped, this, askBoth, Qt::DirectConnection);
-        dropped = notifier->appendJob(JoinVideoAndAudio, path("a"), path("b.mp4"), path("missing.wav"));
+        connect(notifier, &FFMpegQueueNotifier::jobOver, this, askBoth, Qt::DirectConnection);
+        dropped = notifier->appendJob({path("a"), path("missing.wav"), path("b.mp4"), JoinVideoAndAudio, {}});
         QCOMPARE(queue.jobsCount(), 1);
         QVERIFY(notifier->isPending(dropped));
-        QVERIFY(notifier->usesFile(path("MISSING.wav")) && notifier->usesFile(path("b.mp4")));
-        QVERIFY(!notifier->usesFile(path("b")) && !notifier->usesFile({}) && !notifier->isPending(0));
+        QVERIFY(!notifier->isPending(0));
         ffmpeg.letGo("first");
         QTRY_VERIFY(listener.lines().contains("progress 2 3 5"));
         ffmpeg.letGo("second");
 
-        const QString wasDropped = QStringLiteral("dropped %1").arg(dropped);
+        const QString wasDropped = QStringLiteral("nothing %1 -1").arg(dropped);
         QTRY_VERIFY_WITH_TIMEOUT(listener.lines().contains(wasDropped), 30'000);
         QCOMPARE(listener.lines(),
-            QStringList({"started 1", "progress 2 3 5", QStringLiteral("ended %1 3 0").arg(running),
+            QStringList({"started 1", "progress 2 3 5", QStringLiteral("failed %1 3").arg(running),
                 "file " + path("a.mp4"), "finished 1", "started 1", wasDropped}));
         QCOMPARE(listener.text(), QStringLiteral("why"));
         QCOMPARE(pending, QList<bool>({false, true, false, false}));
-        QVERIFY(!notifier->usesFile(path("a")));
         QVERIFY(QFile::exists(path("a")));
+    }
+
+    void waitingJobsAreMovedHeldAndRemoved()
+    {
+        QStringList console;
+        GlobalConsole::setSink([&](const QString &text, const QDateTime &) { console << text; });
+        const auto restore = qScopeGuard([] { GlobalConsole::setSink({}); });
+        FakeFFMpeg ffmpeg("await \"$(basename \"$2\")\"; echo new > \"$out\"");
+        FFMpegQueue queue;
+        Listener listener(queue);
+        QHash<QString, quint64> tickets;
+        QHash<QString, std::weak_ptr<int>> held;
+        for (const QString name : {"a", "b", "c", "d"}) {
+            place(name);
+            const auto claim = std::make_shared<int>();
+            held[name] = claim;
+            tickets[name] =
+                queue.notifier()->appendJob({path(name), {}, path(name + ".mp4"), Convert, {}}, claim);
+        }
+        const auto order = [&] {
+            QString all;
+            for (const FFMpegQueue::Entry &entry : queue.entries())
+                all += tickets.key(entry.ticket) + "rwh"[entry.state];
+            return all;
+        };
+        QVERIFY(queue.moveJob(tickets["b"], 0));
+        QCOMPARE(order(), QString("bwawcwdw"));
+        queue.initAndStart();
+        QTRY_COMPARE(listener.lines(), QStringList("started 4"));
+        QVERIFY(!queue.moveJob(tickets["b"], 1) && !queue.holdJob(tickets["b"]));
+        QVERIFY(!queue.removeJob(tickets["b"]) && !queue.releaseJob(tickets["a"]) && !queue.holdJob(77));
+
+        QVERIFY(
+            queue.moveJob(tickets["a"], 99) && queue.holdJob(tickets["a"]) && !queue.holdJob(tickets["a"]));
+        QVERIFY(queue.moveJob(tickets["d"], -1) && queue.removeJob(tickets["c"]));
+        QCOMPARE(order(), QString("brdwah"));
+        QCOMPARE(queue.jobsCount(), 1);
+        QTRY_COMPARE(listener.lines(), QStringList({"started 4", "held 1 -1", "removed 3 -1"}));
+        QVERIFY(!queue.notifier()->isPending(tickets["a"]) && !queue.notifier()->isPending(tickets["c"]));
+        QVERIFY(!held["a"].expired() && held["c"].expired());
+        QCOMPARE(console,
+            QStringList("The job for " + path("c.mp4") + " was removed, the video stays in " + path("c")));
+
+        QVERIFY(queue.holdJob(tickets["d"]));
+        ffmpeg.letGo("b.avi");
+        QTRY_VERIFY_WITH_TIMEOUT(listener.lines().contains("finished 0"), 30'000);
+        QVERIFY(!queue.notifier()->isBusy());
+        QVERIFY(queue.cancelAll() == 0 && queue.releaseJob(tickets["a"]));
+        QTRY_COMPARE(listener.lines().mid(3),
+            QStringList({"held 4 -1", "done 2 0", "file " + path("b.mp4"), "finished 0", "started 1"}));
+        QCOMPARE(order(), QString("ardh"));
+        ffmpeg.letGo("a.avi");
+        QTRY_COMPARE_WITH_TIMEOUT(listener.lines().last(), QString("finished 0"), 30'000);
+        QVERIFY(QFile::remove(path("a.mp4")) && held["a"].expired());
+        QVERIFY(QFile::exists(path("c")) && QFile::exists(path("d")));
     }
 
     void missingProgramAndUnknownTypeDoNotStopTheQueue()
@@ -204,7 +256,7 @@ private Q_SLOTS:
         queue.initAndStart();
         QTRY_VERIFY_WITH_TIMEOUT(listener.lines().contains("finished 0"), 30'000);
         QCOMPARE(listener.lines(),
-            QStringList({"started 2", "dropped 1", "started 1", "ended 2 -1 0", "file " + path("b.mp4"),
+            QStringList({"started 2", "nothing 1 -1", "started 1", "failed 2 -1", "file " + path("b.mp4"),
                 "finished 0"}));
         QVERIFY(!listener.text().isEmpty());
         QVERIFY(QFile::exists(path("clip")));
@@ -220,9 +272,8 @@ private Q_SLOTS:
         for (QVector<quint64> &mine : tickets) {
             callers.emplace_back([&queue, &mine] {
                 for (int i = 0; i < jobsEach; ++i) {
-                    mine << queue.notifier()->appendJob(Convert, "source", "dest", {});
-                    if (!queue.notifier()->isPending(mine.last()) || queue.jobsCount() <= i
-                        || !queue.notifier()->usesFile("DEST"))
+                    mine << queue.notifier()->appendJob({"source", {}, "dest", Convert, {}});
+                    if (!queue.notifier()->isPending(mine.last()) || queue.jobsCount() <= i)
                         mine << 0;
                 }
             });

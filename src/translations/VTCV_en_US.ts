@@ -537,6 +537,17 @@
     </message>
 </context>
 <context>
+    <name>FrameList</name>
+    <message>
+        <source>This is not a list of frames.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Line %1 is not valid in a list of frames.</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>FrameTimeLogReader</name>
     <message>
         <source>This is no frame time log.</source>
@@ -704,6 +715,33 @@
     </message>
     <message>
         <source>Redo what was undone</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>RecordingWatch</name>
+    <message>
+        <source>The video is not being written, frames are lost</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Disk nearly full: %1 left</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Disk of the destination nearly full: %1 left</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Encoder too slow: %1 of %2 frames a second</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Recording ended, disk nearly full: %1 left</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 s</source>
         <translation type="unfinished"></translation>
     </message>
 </context>
@@ -915,6 +953,10 @@
         <source>Recorded videos are being prepared; the context menu cancels that</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>Preparing video</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>VideoRecorderWidget</name>
@@ -956,6 +998,10 @@
     </message>
     <message>
         <source>Longest gap: %1 ms</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Preparing video</source>
         <translation type="unfinished"></translation>
     </message>
 </context>

@@ -539,6 +539,17 @@
     </message>
 </context>
 <context>
+    <name>FrameList</name>
+    <message>
+        <source>This is not a list of frames.</source>
+        <translation>Это не список кадров.</translation>
+    </message>
+    <message>
+        <source>Line %1 is not valid in a list of frames.</source>
+        <translation>Строка %1 не подходит для списка кадров.</translation>
+    </message>
+</context>
+<context>
     <name>FrameTimeLogReader</name>
     <message>
         <source>This is no frame time log.</source>
@@ -707,6 +718,33 @@
     <message>
         <source>Redo what was undone</source>
         <translation>Повторить отменённое</translation>
+    </message>
+</context>
+<context>
+    <name>RecordingWatch</name>
+    <message>
+        <source>The video is not being written, frames are lost</source>
+        <translation>Видео не записывается, кадры теряются</translation>
+    </message>
+    <message>
+        <source>Disk nearly full: %1 left</source>
+        <translation>Диск почти заполнен: осталось %1</translation>
+    </message>
+    <message>
+        <source>Disk of the destination nearly full: %1 left</source>
+        <translation>Диск назначения почти заполнен: осталось %1</translation>
+    </message>
+    <message>
+        <source>Encoder too slow: %1 of %2 frames a second</source>
+        <translation>Кодировщик не успевает: %1 из %2 кадров в секунду</translation>
+    </message>
+    <message>
+        <source>Recording ended, disk nearly full: %1 left</source>
+        <translation>Запись остановлена, диск почти заполнен: осталось %1</translation>
+    </message>
+    <message>
+        <source>%1 s</source>
+        <translation>%1 с</translation>
     </message>
 </context>
 <context>
@@ -917,6 +955,10 @@
         <source>Recorded videos are being prepared; the context menu cancels that</source>
         <translation>Идёт обработка записанных видео; отменить её можно в контекстном меню</translation>
     </message>
+    <message>
+        <source>Preparing video</source>
+        <translation>Подготовка видео</translation>
+    </message>
 </context>
 <context>
     <name>VideoRecorderWidget</name>
@@ -959,6 +1001,10 @@
     <message>
         <source>Longest gap: %1 ms</source>
         <translation>Наибольший промежуток: %1 мс</translation>
+    </message>
+    <message>
+        <source>Preparing video</source>
+        <translation>Подготовка видео</translation>
     </message>
 </context>
 </TS>

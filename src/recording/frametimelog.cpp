@@ -1,8 +1,9 @@
 #include "recording/frametimelog_p.h"
 
+#include "baselib/console_p.h"
 #include "recording/frametimelogformat_p.h"
+#include "recording/wholewrite_p.h"
 
-#include <QDataStream>
 #include <QDebug>
 
 using namespace FrameTimeLogFormat;
@@ -11,14 +12,6 @@ namespace {
 
 // A title is one line of text; a longer "line" is no title but a damaged file.
 constexpr qint64 maximumTitleLength = 65536;
-
-QByteArray serialized(qint64 value)
-{
-    QByteArray bytes;
-    QDataStream stream(&bytes, QIODevice::WriteOnly);
-    stream << value;
-    return bytes;
-}
 
 } // namespace
 
@@ -31,18 +24,45 @@ bool FrameTimeLog::isOpen() const
     return file && file->isOpen();
 }
 
+// A fresh file must not inherit the count and the offsets of a damaged one.
+void FrameTimeLog::forget()
+{
+    index.clear();
+    highestKey = 0;
+    formatTag = tag;
+    recordCount = 0;
+    titleOffset = noTitle;
+    reserved = 0;
+    title.clear();
+    end = 0;
+    failed = false;
+}
+
+bool FrameTimeLog::fail(const QString &reason)
+{
+    failed = true;
+    if (!isFailureTold)
+        writeConsole(QStringLiteral("Frame time log %1 ends after %2 frames: %3")
+                         .arg(path, QString::number(recordCount), reason));
+    isFailureTold = true;
+    return false;
+}
+
 void FrameTimeLog::open()
 {
+    forget();
     file = std::make_unique<QFile>(path);
-    if (!file->open(QIODevice::ReadWrite)) {
-        qWarning() << "FrameTimeLog: cannot open" << path << file->errorString();
+    if (!file->open(QIODevice::ReadWrite | QIODevice::Unbuffered)) {
+        fail(file->errorString());
         return;
     }
-    if (file->size() < fileHeaderSize) {
-        writeFileHeader();
+    end = file->size();
+    if (end < fileHeaderSize) {
+        end = fileHeaderSize;
+        if (!writeFileHeader())
+            fail(file->errorString());
     } else {
         std::array<quint32, 4> words;
-        file->seek(0);
         if (readWords(*file, words)) {
             formatTag = words[0];
             recordCount = words[1];
@@ -50,8 +70,16 @@ void FrameTimeLog::open()
             reserved = words[3];
         }
     }
-    if (titleOffset != noTitle && file->seek(qint64(titleOffset) + recordHeaderSize))
-        title = QString::fromUtf8(file->readLine(maximumTitleLength)).trimmed();
+    if (titleOffset != noTitle && file->seek(qint64(titleOffset) + recordHeaderSize)) {
+        // In one piece: without a buffer, readLine() asks the system for each character.
+        QByteArray line = file->read(maximumTitleLength);
+        const int lineEnd = line.indexOf('\n');
+        if (lineEnd >= 0)
+            line.truncate(lineEnd);
+        if (line.endsWith('\r'))
+            line.chop(1);
+        title = QString::fromUtf8(line);
+    }
 }
 
 bool FrameTimeLog::writeFileHeader()
@@ -66,7 +94,7 @@ bool FrameTimeLog::load()
     if (!isOpen() || formatTag != tag)
         return false;
     // A forged count must not make us collect keys for nothing.
-    if (recordCount > (file->size() - fileHeaderSize) / recordHeaderSize)
+    if (recordCount > (end - fileHeaderSize) / recordHeaderSize)
         return false;
 
     const bool clean = walk(*file, [this](qint64 position, RecordHeader record) {
@@ -84,46 +112,60 @@ bool FrameTimeLog::load()
 
 bool FrameTimeLog::write(quint32 key, const qint64 &value, bool overwrite)
 {
-    if (!isOpen() || key == freeSlot)
+    if (!isOpen() || failed || key == freeSlot)
         return false;
     const auto known = index.constFind(key);
-    if (known != index.constEnd() && !overwrite)
-        return false;
-    const QByteArray payload = serialized(value);
-    if (payload.isEmpty())
+    if (known == index.constEnd())
+        return append(key, value, true);
+    if (!overwrite)
         return false;
 
-    qint64 position = file->size();
-    if (position + recordHeaderSize + payload.size() > maximumFileSize)
+    const qint64 position = known.value();
+    std::array<quint32, 2> words;
+    if (!file->seek(position) || !readWords(*file, words))
+        return fail(file->errorString());
+    if (position + recordHeaderSize + valueSize <= words[1])
+        return writeRecord(position, key, words[1], &value) || fail(file->errorString());
+    // Freed after the move, not before: the value must not be lost where it cannot be moved.
+    if (!append(key, value, false))
         return false;
-    RecordHeader record;
-    if (known != index.constEnd()) {
-        position = known.value();
-        std::array<quint32, 2> words;
-        if (!file->seek(position) || !readWords(*file, words))
-            return false;
-        record = {words[0], words[1]};
-        if (position + recordHeaderSize + payload.size() > record.nextOffset) {
-            file->seek(position);
-            writeWords<2>(*file, {freeSlot, record.nextOffset});
-            record.frameKey = freeSlot;
-            position = file->size();
-        }
-    } else {
+    return writeRecord(position, freeSlot, words[1], nullptr) || fail(file->errorString());
+}
+
+bool FrameTimeLog::append(quint32 key, qint64 value, bool isNew)
+{
+    const qint64 position = end;
+    const qint64 next = position + recordHeaderSize + valueSize;
+    if (next > maximumFileSize)
+        return fail(QStringLiteral("it has reached 4 GiB"));
+    bool written = writeRecord(position, key, static_cast<quint32>(next), &value);
+    if (written && isNew) {
         ++recordCount;
-        if (!writeFileHeader())
-            return false;
+        written = writeFileHeader();
+        if (!written)
+            --recordCount;
     }
-    if (record.frameKey == freeSlot) {
-        record = {key, static_cast<quint32>(position + recordHeaderSize + payload.size())};
-        highestKey = qMax(highestKey, key);
+    if (!written) {
+        const QString reason = file->errorString();
+        file->resize(position); // a full disk takes part of a record; making a file shorter needs no space
+        return fail(reason);
     }
-    if (!file->seek(position) || !writeWords<2>(*file, {record.frameKey, record.nextOffset})
-        || file->write(payload) != payload.size())
-        return false;
+    end = next;
+    highestKey = qMax(highestKey, key);
     index[key] = static_cast<quint32>(position);
-    // Handed to the system at once: a program that is killed leaves a log that reads to its last frame.
-    return file->flush();
+    return true;
+}
+
+// In one call to the system, so that a kill does not find half a record. Without a value only the header.
+bool FrameTimeLog::writeRecord(qint64 position, quint32 key, quint32 nextOffset, const qint64 *value)
+{
+    std::array<char, recordHeaderSize + valueSize> bytes;
+    qToLittleEndian(key, bytes.data());
+    qToLittleEndian(nextOffset, bytes.data() + sizeof key);
+    if (value)
+        qToBigEndian(*value, bytes.data() + recordHeaderSize); // as QDataStream has it
+    const qint64 size = value ? qint64(bytes.size()) : recordHeaderSize;
+    return file->seek(position) && writeWhole(*file, bytes.data(), size);
 }
 
 void FrameTimeLog::close(bool remove)
@@ -136,4 +178,6 @@ void FrameTimeLog::close(bool remove)
     }
     if (remove && QFile::exists(path))
         QFile::remove(path);
+    if (remove)
+        forget();
 }

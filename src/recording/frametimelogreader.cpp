@@ -4,9 +4,12 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QSaveFile>
 
 #include <algorithm>
+#include <iterator>
 
 using namespace FrameTimeLogFormat;
 
@@ -14,6 +17,8 @@ namespace {
 
 // More than a month at 30 Hz, and still within what one QVector can hold.
 constexpr int maximumFrames = 100'000'000;
+constexpr quint32 maximumKey = freeSlot - 1;
+constexpr qint64 maximumResultSize = 1 << 20; // far above what a recorder writes
 
 struct Text
 {
@@ -28,6 +33,23 @@ bool byFrameNumber(const FrameTimeLogReader::Entry &a, const FrameTimeLogReader:
 bool earlier(const FrameTimeLogReader::Entry &a, const FrameTimeLogReader::Entry &b)
 {
     return a.timeMs != b.timeMs ? a.timeMs < b.timeMs : a.frame < b.frame;
+}
+
+// An inserted frame has the time 0, and so has the first frame of all.
+bool isMarkOfInsertion(const FrameTimeLogReader::Entry &entry)
+{
+    return entry.timeMs == 0 && entry.frame > 0;
+}
+
+// The number that the log has for the first frame of a video that was cut; 0 if no result file tells of one.
+qint64 logShiftIn(const QString &resultPath)
+{
+    QFile file(resultPath);
+    if (!file.open(QIODevice::ReadOnly))
+        return 0;
+    const QJsonObject result = QJsonDocument::fromJson(file.read(maximumResultSize)).object();
+    const double shift = result.value(QLatin1String("logShift")).toDouble();
+    return shift >= 0 && shift <= maximumKey ? qint64(shift) : 0;
 }
 
 // Of several records of one frame the last written counts.
@@ -87,7 +109,8 @@ bool FrameTimeLogReader::open(const QString &path, Damage damage)
         return fail(Text::tr("The log holds another number of frames than its header tells."));
     if (salvage && byFrame.isEmpty())
         return fail(Text::tr("The log holds no whole record."));
-    byTime = byFrame;
+    std::copy_if(byFrame.cbegin(), byFrame.cend(), std::back_inserter(byTime),
+        [](const Entry &entry) { return !isMarkOfInsertion(entry); });
     std::sort(byTime.begin(), byTime.end(), earlier);
     return true;
 }
@@ -95,16 +118,18 @@ bool FrameTimeLogReader::open(const QString &path, Damage damage)
 std::function<qint64(int)> FrameTimeLogReader::timesBeside(const QString &videoPath, int firstFrame)
 {
     const QFileInfo video(videoPath);
+    const auto beside = [&video](const char *suffix) {
+        return video.dir().filePath(video.completeBaseName() + QLatin1String(suffix));
+    };
     FrameTimeLogReader log;
-    if (!log.open(video.dir().filePath(video.completeBaseName() + QStringLiteral(".log")), Damage::Salvage))
+    if (!log.open(beside(".log"), Damage::Salvage))
         return {};
-    return [log, firstFrame](int frame) -> qint64 {
-        const qint64 number = qint64(frame) + firstFrame;
-        if (frame < 0 || number < 0)
+    const qint64 shift = firstFrame == AsRecorded ? logShiftIn(beside(".json")) : firstFrame;
+    return [log, shift](int frame) -> qint64 {
+        const qint64 number = frame + shift;
+        if (frame < 0 || number < 0 || number > maximumKey || log.isInserted(quint32(number)))
             return -1;
-        const qint64 timeMs = log.timeOf(quint32(number));
-        const bool isInserted = timeMs == 0 && number > 0;
-        return isInserted ? -1 : timeMs;
+        return log.timeOf(quint32(number));
     };
 }
 
@@ -130,6 +155,11 @@ qint64 FrameTimeLogReader::timeOf(quint32 frame, bool *ok) const
     if (ok)
         *ok = known;
     return known ? found->timeMs : -1;
+}
+
+bool FrameTimeLogReader::isInserted(quint32 frame) const
+{
+    return frame > 0 && timeOf(frame) == 0;
 }
 
 qint64 FrameTimeLogReader::frameAt(qint64 timeMs) const

@@ -6,17 +6,20 @@
 #include <QVector>
 
 #include <functional>
+#include <limits>
 
 /**
- * Reads the frame time log that a recording leaves beside its video, and answers which frame was taken when.
+ * Reads the frame time log that a recording leaves beside its video, and answers which frame was written
+ * when.
  *
  *     FrameTimeLogReader log;
  *     if (log.open(QStringLiteral("take1.log")))
  *         qInfo() << "frame 100 was written" << log.timeOf(100) << "ms after the start";
  *
  * The file is opened read-only, read once and closed; it is never changed. Times are milliseconds since the
- * writer of the recording was opened, or what the host gave to VideoRecorder::sync(). Inserted frames have
- * the time 0.
+ * writer of the recording was opened, or what the host gave to VideoRecorder::sync(). They tell when a frame
+ * was written, not when its picture was taken; FrameList does, where the recording has left one. Inserted
+ * frames have the time 0.
  *
  * Memory: 24 bytes a frame. A file of random bytes gives false after one pass over it at most.
  *
@@ -48,6 +51,9 @@ public:
         Salvage, // open() takes all whole records before the fault and is true if there is one at least
     };
 
+    /** The first frame's number that timesBeside() looks up itself. */
+    static constexpr int AsRecorded = std::numeric_limits<int>::min();
+
     /**
      * Reads the log at \a path; what was read before is dropped, also on failure.
      *
@@ -61,10 +67,13 @@ public:
      *
      * \param firstFrame the number that the log has for the video's first frame; not 0 after
      *                   VideoRecorder::stopAndCut(), where the log keeps the numbers of the uncut video.
+     *                   With AsRecorded it comes from the result file ("take1.json") beside the video, and
+     *                   is 0 without one.
      * \return a function that gives the time of a frame in ms, or -1 if it is unknown, which that of an
      * inserted frame is. An empty function if there is no log, or none with a whole record.
      */
-    static std::function<qint64(int frame)> timesBeside(const QString &videoPath, int firstFrame = 0);
+    static std::function<qint64(int frame)> timesBeside(
+        const QString &videoPath, int firstFrame = AsRecorded);
 
     /** Why the last open() was false, for a log line; empty after success. */
     QString errorString() const;
@@ -78,8 +87,12 @@ public:
     /** The frame's time in ms; -1, and false in \a ok, if the log does not know the frame. */
     qint64 timeOf(quint32 frame, bool *ok = nullptr) const;
 
-    /** The frame that was current at \a timeMs: the newest one not later than it; -1 if there is none. O(log
-     * n). */
+    /** Whether the log marks the frame as inserted: it has the time 0 and is not the first. A first frame
+     * that was inserted, and a frame that sync() gave the time 0, cannot be told from others here. */
+    bool isInserted(quint32 frame) const;
+
+    /** The frame that was current at \a timeMs: the newest one not later than it, inserted ones left out; -1
+     * if there is none. O(log n). */
     qint64 frameAt(qint64 timeMs) const;
 
     /**
@@ -101,6 +114,6 @@ private:
     bool fail(const QString &reason);
 
     QVector<Entry> byFrame;
-    QVector<Entry> byTime; // sorted by time, then by frame
+    QVector<Entry> byTime; // without inserted frames, sorted by time, then by frame
     QString error;
 };

@@ -1,10 +1,10 @@
 #include "ffmpeg/ffmpegjobwatch.h"
 
 #include "ffmpeg/ffmpegqueuenotifier_p.h"
+#include "ffmpeg/sourcelock_p.h"
 
 #include <QFile>
 #include <QFileInfo>
-#include <QLockFile>
 
 #include <memory>
 #include <utility>
@@ -26,10 +26,9 @@ bool FFMpegJobWatch::requeue(const FFMpegJobVerdict &verdict, ExistingFile exist
         return false;
     // A recorder holds such a lock on the name under which a recording grows, and success of a job would
     // remove that file under its writer.
-    auto claim = std::make_shared<QLockFile>(
-        source.path() + QLatin1Char('/') + source.completeBaseName() + QStringLiteral(".lock"));
-    claim->setStaleLockTime(0);
-    if (!claim->tryLock(0) && claim->error() == QLockFile::LockFailedError)
+    bool isHeld = false;
+    std::shared_ptr<QLockFile> claim = SourceLock::take(job.source, isHeld);
+    if (isHeld)
         return false;
     // Another recording may have taken the name since.
     if (source.size() != verdict.sourceSize || source.lastModified() != verdict.sourceTime)

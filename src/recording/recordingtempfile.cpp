@@ -1,88 +1,49 @@
 #include "recording/recordingtempfile_p.h"
 
 #include "baselib/console_p.h"
-#include "baselib/fileutilities.h"
+#include "ffmpeg/fileinuse_p.h"
+#include "ffmpeg/sourcelock_p.h"
 
 #include <QDebug>
-#include <QDir>
 #include <QFileInfo>
-#include <QMutex>
-#include <QSet>
 
 #ifdef Q_OS_UNIX
+#include <sys/file.h>
 #include <unistd.h>
 #endif
 
+#include <algorithm>
+
 namespace {
 
-constexpr QFile::Permissions ownerOnly = QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner;
+// Kernels stamp files with a clock that runs up to a tick behind the one that startRecord() reads.
+constexpr int clockTickMs = 20;
 
-// Never destroyed: recordings may still end while the process does.
-struct Registry
+const QString &soundSuffix()
 {
-    QMutex mutex;
-    QSet<QString> names; // in use by recordings of this process
-    QString wanted; // what the host chose, empty for the default
-    QString fallbackTold; // the folder whose replacement has been told
-};
+    static const QString suffix = QStringLiteral(".wav");
+    return suffix;
+}
 
-Registry &registry()
+const QString &logSuffix()
 {
-    static Registry *const instance = new Registry;
-    return *instance;
+    static const QString suffix = QStringLiteral(".log");
+    return suffix;
 }
 
 // Motion-JPEG in these reads back; other containers take the frames and leave a file that nobody can open.
 QString recordableSuffix(const QString &suffix)
 {
-    static const QStringList sound{QStringLiteral("avi"), QStringLiteral("mkv"), QStringLiteral("mov"),
-        QStringLiteral("mp4"), QStringLiteral("wmv")};
-    return QLatin1Char('.') + (sound.contains(suffix, Qt::CaseInsensitive) ? suffix : QStringLiteral("avi"));
+    const QString wanted = QLatin1Char('.') + suffix;
+    return RecordingTempFile::videoSuffixes().contains(wanted, Qt::CaseInsensitive) ? wanted
+                                                                                    : QStringLiteral(".avi");
 }
 
-bool isUsable(const QString &folder)
+// A link counts, also one that leads nowhere.
+bool isThere(const QString &path)
 {
-    const bool existed = QFileInfo::exists(folder);
-    if (!FileUtilities::createIfNotExists(folder))
-        return false;
-    // The place is known to everybody, what grows in it is not for everybody.
-    if (!existed)
-        QFile::setPermissions(folder, ownerOnly);
-    const QFileInfo info(folder);
-    return info.isDir() && info.isWritable();
-}
-
-bool isOwn(const QFileInfo &folder)
-{
-#ifdef Q_OS_UNIX
-    return !folder.isSymLink() && folder.isDir() && folder.ownerId() == geteuid();
-#else
-    return folder.isDir();
-#endif
-}
-
-QString userTag()
-{
-#ifdef Q_OS_UNIX
-    return QLatin1Char('-') + QString::number(geteuid());
-#else
-    return {}; // the temporary location is the user's own there
-#endif
-}
-
-// A folder in a place where anybody may have put something of that name before us.
-QString privateFolder()
-{
-    const QString base =
-        FileUtilities::FolderSlash(QDir::tempPath()) + QStringLiteral("VarnholdToolkit") + userTag();
-    for (int i = 1; i <= 100; ++i) {
-        const QString folder = i == 1 ? base : base + QLatin1Char('_') + QString::number(i);
-        QDir().mkdir(folder);
-        // The link itself is looked at, which a slash at the end would hide.
-        if (isOwn(QFileInfo(folder)) && QFile::setPermissions(folder, ownerOnly))
-            return folder + QLatin1Char('/');
-    }
-    return base + QLatin1Char('/');
+    const QFileInfo info(path);
+    return info.isSymLink() || info.exists();
 }
 
 bool rename(const QString &from, const QString &to)
@@ -95,38 +56,32 @@ bool rename(const QString &from, const QString &to)
 
 } // namespace
 
-QString RecordingTempFile::wantedFolder()
+QStringList RecordingTempFile::videoSuffixes()
 {
-    Registry &shared = registry();
-    const QMutexLocker locker(&shared.mutex);
-    return shared.wanted.isEmpty() ? QDir::root().absolutePath() + QStringLiteral("Temp/") : shared.wanted;
+    return {QStringLiteral(".avi"), QStringLiteral(".mkv"), QStringLiteral(".mov"), QStringLiteral(".mp4"),
+        QStringLiteral(".wmv")};
 }
 
-void RecordingTempFile::setWantedFolder(const QString &folder)
+QStringList RecordingTempFile::companionSuffixes()
 {
-    Registry &shared = registry();
-    const QMutexLocker locker(&shared.mutex);
-    shared.wanted = folder.isEmpty() ? QString() : FileUtilities::FolderSlash(QDir(folder).absolutePath());
+    return {logSuffix(), QStringLiteral(".frames.csv"), QStringLiteral(".json"), soundSuffix()};
 }
 
-QString RecordingTempFile::usableFolder()
+bool RecordingTempFile::isOwnFile(const QString &path)
 {
-    QString wanted = wantedFolder();
-    if (isUsable(wanted))
-        return wanted;
-    QString fallback = privateFolder();
-    bool tell = false;
-    {
-        Registry &shared = registry();
-        const QMutexLocker locker(&shared.mutex);
-        tell = shared.fallbackTold != wanted;
-        shared.fallbackTold = wanted;
-    }
-    if (tell) {
-        writeConsole(
-            QStringLiteral("The folder %1 cannot be written, recordings grow in %2").arg(wanted, fallback));
-    }
-    return fallback;
+    const QFileInfo info(path);
+    if (info.isSymLink() || !info.isFile())
+        return false;
+#ifdef Q_OS_UNIX
+    return info.ownerId() == geteuid();
+#else
+    return true;
+#endif
+}
+
+bool RecordingTempFile::isInUse(const QString &videoPath)
+{
+    return SourceLock::isHeld(videoPath) || FileInUse::isReadByChild(videoPath);
 }
 
 std::shared_ptr<RecordingTempFile> RecordingTempFile::claim(const QString &destination)
@@ -144,61 +99,101 @@ std::shared_ptr<RecordingTempFile> RecordingTempFile::claim(const QString &desti
     return file;
 }
 
-QString RecordingTempFile::key() const
-{
-    return (folder + baseName).toLower();
-}
-
 bool RecordingTempFile::tryClaim()
 {
-    for (const QString &path : {videoPath(), logPath(), audioPath()}) {
-        if (QFileInfo(path).isSymLink())
+    const QString base = folder + baseName;
+    for (const QString &other : videoSuffixes()) {
+        // Its log has the name that ours would have.
+        if (other.compare(suffix, Qt::CaseInsensitive) != 0 && isThere(base + other))
             return false;
     }
-    Registry &shared = registry();
-    const QMutexLocker locker(&shared.mutex);
-    if (shared.names.contains(key()))
+    for (const QString &ending : companionSuffixes() + QStringList(suffix)) {
+        if (isThere(base + ending) && !isOwnFile(base + ending))
+            return false;
+    }
+    if (FileInUse::isReadByChild(videoPath()))
         return false;
-    lock = std::make_unique<QLockFile>(folder + baseName + QStringLiteral(".lock"));
-    lock->setStaleLockTime(0); // recordings may take days; a dead owner is recognised by its process number
-    if (!lock->tryLock(0)) {
-        const bool taken = lock->error() == QLockFile::LockFailedError;
-        lock.reset();
-        // Where no lock file can be made, the names of this process have to do.
-        if (taken)
+
+    bool isHeld = false;
+    lock = SourceLock::take(videoPath(), isHeld);
+    if (lock) {
+        claimedAt = QFileInfo(SourceLock::pathFor(videoPath())).lastModified();
+        return true;
+    }
+    return !isHeld && reserve();
+}
+
+// Files without content can be made on a full disk, too.
+bool RecordingTempFile::reserve()
+{
+    for (const QString &ending : companionSuffixes() + QStringList(suffix)) {
+        if (isThere(folder + baseName + ending))
             return false;
     }
-    shared.names.insert(key());
+    reservation = std::make_unique<QFile>(videoPath());
+    if (reservation->open(QIODevice::WriteOnly | QIODevice::NewOnly)) {
+#ifdef Q_OS_UNIX
+        // Once the disk has room again, others get the lock of that name; this keeps them off the video.
+        flock(reservation->handle(), LOCK_SH | LOCK_NB);
+#endif
+    } else {
+        reservation.reset();
+        if (isThere(videoPath()))
+            return false;
+    }
+    claimedAt = QDateTime::currentDateTime();
+    writeConsole(QStringLiteral("No lock file can be made in %1 (disk full?), the recording grows as %2")
+                     .arg(folder, videoPath()));
     return true;
 }
 
 RecordingTempFile::~RecordingTempFile()
 {
-    Registry &shared = registry();
-    const QMutexLocker locker(&shared.mutex);
-    shared.names.remove(key());
-    lock.reset();
+    if (reservation && QFileInfo(videoPath()).size() == 0)
+        QFile::remove(videoPath());
 }
 
-void RecordingTempFile::moveLeftoversAside() const
+// The lock file was made at the start on the clock of the same file system, however coarse or wrong that is.
+bool RecordingTempFile::isStale(const QString &sound, const QDateTime &startedAt) const
 {
-    const QFileInfo video(videoPath());
-    if (!video.isFile() || video.isSymLink() || video.size() == 0)
-        return;
-    QString aside;
-    for (int i = 1; aside.isEmpty() || QFileInfo::exists(aside + suffix)
-         || QFileInfo::exists(aside + QStringLiteral(".log"))
-         || QFileInfo::exists(aside + QStringLiteral(".wav"));
-         ++i)
-        aside = folder + baseName + QStringLiteral("_aside") + QString::number(i);
+    const QDateTime written = QFileInfo(sound).lastModified();
+    return written < claimedAt && (!startedAt.isValid() || written < startedAt.addMSecs(-clockTickMs));
+}
 
-    const QFileInfo audio(audioPath());
-    const bool audioIsAsOld = audio.isFile() && audio.lastModified() <= video.lastModified();
-    if (!rename(videoPath(), aside + suffix))
-        return;
-    if (QFileInfo(logPath()).isFile())
-        rename(logPath(), aside + QStringLiteral(".log"));
-    if (audioIsAsOld)
-        rename(audioPath(), aside + QStringLiteral(".wav"));
-    writeConsole(QStringLiteral("A video left in the temporary folder was kept as %1").arg(aside + suffix));
+bool RecordingTempFile::moveLeftoversAside(const QDateTime &startedAt) const
+{
+    if (reservation)
+        return true; // no file had the name
+    const QString base = folder + baseName;
+    const QStringList companions = companionSuffixes();
+    QStringList leftovers;
+    bool hasData = false;
+    const bool hasVideo = isOwnFile(videoPath());
+    for (const QString &ending : companions) {
+        if (!isOwnFile(base + ending))
+            continue;
+        if (ending == soundSuffix() ? isStale(base + ending, startedAt) : hasVideo || ending != logSuffix())
+            leftovers << ending;
+        hasData |= ending != soundSuffix();
+    }
+    // The video goes last: without it, a log that was left behind would be continued.
+    if (hasVideo && (QFileInfo(videoPath()).size() > 0 || hasData))
+        leftovers << suffix;
+    if (leftovers.isEmpty())
+        return true;
+
+    const QStringList all = companions + videoSuffixes() + QStringList{suffix, QStringLiteral(".lock")};
+    QString aside;
+    const auto isTaken = [&](const QString &ending) { return isThere(aside + ending); };
+    for (int i = 1; aside.isEmpty() || std::any_of(all.begin(), all.end(), isTaken); ++i)
+        aside = base + QStringLiteral("_aside") + QString::number(i);
+    for (const QString &ending : leftovers) {
+        if (!rename(base + ending, aside + ending))
+            return false;
+    }
+    const QString name = aside + leftovers.last();
+    writeConsole(leftovers.last() == suffix
+            ? QStringLiteral("A video left in the temporary folder was kept as %1").arg(name)
+            : QStringLiteral("Files left in the temporary folder were kept as %1").arg(name));
+    return true;
 }

@@ -218,47 +218,6 @@ private Q_SLOTS:
         QCOMPARE(fixture->tempEntries(), QStringList());
     }
 
-    void temporaryNamesAreNeitherSharedNorFollowed()
-    {
-        QVERIFY(QFile::link(fixture->out("precious"), fixture->inTemp("take.avi")));
-        VideoRecorder first(QString(), 50.0);
-        QVERIFY(fixture->record(first, fixture->out(), 2, 1));
-        QCOMPARE(first.getTempFilePath(), fixture->inTemp("take_2.avi"));
-        QVERIFY(!QFile::exists(fixture->out("precious")));
-
-        VideoRecorder second(QString(), 50.0); // same name, other folder
-        QVERIFY(fixture->record(second, fixture->out("other/take.avi"), 2, 2));
-        QCOMPARE(second.getTempFilePath(), fixture->inTemp("take_3.avi"));
-        finish(first);
-        finish(second);
-        QCOMPARE(frames::numbersIn(fixture->out()).value(1), 1);
-        QCOMPARE(frames::numbersIn(fixture->out("other/take.avi")).value(1), 2);
-        QCOMPARE(fixture->tempEntries(), QStringList{QStringLiteral("take.avi")});
-    }
-
-    void videoOfACrashedProgramIsMovedAside()
-    {
-        const auto leave = [&](const char *name, const QByteArray &bytes) {
-            QFile file(fixture->inTemp(name));
-            return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
-        };
-        QVERIFY(frames::writeVideo(fixture->inTemp("take.avi"), 9, 25.0, {320, 240}, 400));
-        QVERIFY(leave("take.log", "log"));
-        QVERIFY(leave("take_aside1.log", "older"));
-        VideoRecorder recorder(QString(), 50.0);
-        recorder.startRecord(fixture->out());
-        QTest::qWait(20);
-        QVERIFY(leave("take.wav", "sound of the new recording"));
-        recorder.setFrame(frames::numbered(1));
-        QTRY_VERIFY(recorder.getFrameCount() >= 2);
-        QCOMPARE(frames::numbersIn(fixture->inTemp("take_aside2.avi")).value(8), 408);
-        QVERIFY(QFile::exists(fixture->inTemp("take_aside2.log")));
-        QVERIFY(QFile::exists(fixture->inTemp("take.wav")));
-        QVERIFY(fixture->consoleHas(fixture->inTemp("take_aside2.avi")));
-        finish(recorder);
-        QVERIFY(frames::numbersIn(fixture->out()).size() >= 2);
-    }
-
     void suffixThatCannotHoldTheVideoGrowsAsAvi()
     {
         VideoRecorder recorder(QString(), 50.0);
@@ -266,25 +225,6 @@ private Q_SLOTS:
         QCOMPARE(recorder.getTempFilePath(), fixture->inTemp("take.avi"));
         finish(recorder);
         QVERIFY(frames::numbersIn(fixture->out("take.ts")).size() >= 2);
-    }
-
-    void folderThatCannotBeWrittenIsReplacedByAnOwnOne()
-    {
-        QFile file(fixture->out("file"));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        VideoRecorder::setTempFolder(fixture->out("file/Temp"));
-        QCOMPARE(VideoRecorder::tempFolder(), fixture->out("file/Temp/"));
-        VideoRecorder recorder(QString(), 50.0);
-        QVERIFY(fixture->record(recorder, fixture->out(), 2));
-        const QFileInfo used(QFileInfo(recorder.getTempFilePath()).path());
-        QVERIFY(used.filePath().startsWith(QDir::tempPath()));
-        QVERIFY(!(used.permissions()
-            & (QFile::ReadGroup | QFile::ReadOther | QFile::WriteGroup | QFile::WriteOther)));
-        QVERIFY(fixture->consoleHas(QStringLiteral("cannot be written, recordings grow in")));
-        finish(recorder);
-        QVERIFY(QFile::exists(fixture->out()));
-        VideoRecorder::setTempFolder(QString());
-        QCOMPARE(VideoRecorder::tempFolder(), QDir::root().absolutePath() + QStringLiteral("Temp/"));
     }
 
     void recordingThatWasNotStoppedKeepsItsVideo()

@@ -3,8 +3,10 @@
 #include "baselib/console_p.h"
 #include "baselib/fileutilities.h"
 #include "ffmpeg/ffmpegqueue.h"
-#include "recording/frametimelog_p.h"
-#include "recording/recordingtempfile_p.h"
+#include "ffmpeg/ffmpegqueuenotifier_p.h"
+#include "recording/recording_p.h"
+#include "recording/recordingdeliveries_p.h"
+#include "recording/recordingnotifier_p.h"
 
 #include <opencv2/core.hpp>
 #include <QDebug>
@@ -19,39 +21,49 @@ FFMpegQueue *VideoRecorder::ffmpegQueue =
 
 namespace {
 
-constexpr int idlePassMs = 200;
 constexpr int endLooks = 100;
 constexpr int endLookMs = 100;
-constexpr qint64 nsPerMs = 1'000'000;
 
 } // namespace
 
 VideoRecorder::VideoRecorder(QString path, double frameRate, QObject *)
-    : frameRate(frameRate), path(std::move(path))
+    : path(std::move(path)), frameRate(frameRate), link(std::make_shared<RecorderLink>(this)),
+      jobNotifier(std::make_unique<RecordingNotifier>())
 {
     qRegisterMetaType<cv::Mat>("cv::Mat");
     qRegisterMetaType<VideoInterval>("VideoInterval");
+    qRegisterMetaType<RecordingResult>("RecordingResult");
     suspended = false;
     passClock.start();
 }
 
 VideoRecorder::~VideoRecorder()
 {
-    working = false;
-    wake();
+    std::function<void()> closer;
+    {
+        const QMutexLocker locker(&mutex);
+        closer = soundCloser;
+    }
+    if (closer && pendingResults > 0)
+        closer();
+    // The worker ends its loop itself once it has finished what was stopped.
+    isClosing = true;
+    startProcessing();
     bool ended = !isRunning();
     for (int look = 0; look < endLooks && !ended; ++look)
         ended = wait(endLookMs);
+    working = false;
+    wake();
     if (!ended) {
         qWarning() << "VIDEORECORDER: the worker does not come back and is terminated";
         terminate();
         wait();
     }
-    for (const QPointer<QObject> &watcher : endWatchers)
-        delete watcher.data();
-    if (writerOpened) {
-        writer.release();
-        writeConsole(QStringLiteral("Recording was not stopped, its video stays in %1").arg(tempFilePath));
+    link->leave();
+    if (latest && latest->isOpened && latest->state != Recording::State::Over) {
+        latest->writer.release();
+        writeConsole(QStringLiteral("Recording was not stopped, its video stays in %1")
+                         .arg(latest->tempFile->videoPath()));
     }
 }
 
@@ -70,19 +82,18 @@ void VideoRecorder::startRecord(QString newPath)
     initAndStart();
     const double rate = frameRate;
     QString destination;
+    std::shared_ptr<Recording> former;
     {
         const QMutexLocker locker(&mutex);
-        // Its finish has not begun and must not mistake the new paths and flags for its own.
-        if (writerOpened && !savingFile && !abandoned)
-            abandoned = currentDelivery();
+        former = leaveLatest();
         reset();
         slotIsFresh = false;
         if (!newPath.isEmpty())
             path = newPath;
         destination = path;
-        // The former claim is let go first, so that a restart of the same recording keeps its name.
-        tempFile.reset();
     }
+    if (former)
+        RecordingDeliveries::instance().begin(former);
     wake();
     if (!(rate > 0.0)) {
         qDebug() << "VIDEORECORDER: Frame rate is invalid" << rate;
@@ -92,23 +103,46 @@ void VideoRecorder::startRecord(QString newPath)
         qDebug() << "VIDEORECORDER: Filepath is not provided";
         return;
     }
-    if (QFile::exists(destination) && !QFile::remove(destination))
+    const auto recording = std::make_shared<Recording>();
+    recording->armedAt = QDateTime::currentDateTime();
+    recording->path = destination;
+    recording->rateHz = rate;
+    recording->isDestinationTaken = RecordingTempFile::isInUse(destination);
+    if (recording->isDestinationTaken) {
+        writeConsole(QStringLiteral("Another recording grows at %1 and is left alone").arg(destination));
+    } else if (QFile::exists(destination) && !QFile::remove(destination)) {
         writeConsole(QStringLiteral("The older file %1 cannot be removed").arg(destination));
+    }
     FileUtilities::createIfNotExists(QFileInfo(destination).absolutePath());
 
     frameInterval = static_cast<int>(qMin(1000.0 / rate, double(std::numeric_limits<int>::max())));
-    const std::shared_ptr<RecordingTempFile> claimed = RecordingTempFile::claim(destination);
+    recording->tempFile = RecordingTempFile::claim(destination);
+    recording->tempFilePath = recording->tempFile->videoPath();
     const QMutexLocker locker(&mutex);
     suspended = false;
-    frameTimer.restart();
-    tempFile = claimed;
-    tempFilePath = claimed->videoPath();
-    report = Report();
-    lastPassNs.reset();
-    timedPasses = 0;
+    latest = recording;
     isPaused = false;
-    isRecording = true;
     startProcessing();
+}
+
+// Called with the mutex held. Gives the former recording where it still has to be finished.
+std::shared_ptr<Recording> VideoRecorder::leaveLatest()
+{
+    if (!latest || latest->state == Recording::State::Over)
+        return {};
+    if (!latest->isOpened) {
+        latest->state = Recording::State::Over;
+        // The claim is let go before the next one, so that a restart of the same recording keeps its name.
+        latest->tempFile.reset();
+        return {};
+    }
+    if (latest->isWanted()) {
+        latest->state = Recording::State::Finishing;
+        latest->rateHz = frameRate;
+    }
+    latest->path = path;
+    superseded.push_back(latest);
+    return latest;
 }
 
 void VideoRecorder::setFramerate(double newRate)
@@ -118,42 +152,77 @@ void VideoRecorder::setFramerate(double newRate)
 
 void VideoRecorder::stopRecord(bool remove)
 {
+    std::shared_ptr<Recording> stopped;
     {
         const QMutexLocker locker(&mutex);
-        isRecording = false;
-        removeOnStop = remove;
-        cutOnStop = false;
+        if (latest && latest->state != Recording::State::Over) {
+            if (latest->isWanted())
+                latest->rateHz = frameRate;
+            latest->state = Recording::State::Finishing;
+            latest->isRemoved = remove;
+            latest->cut.reset();
+            if (latest->isOpened)
+                stopped = latest;
+        }
     }
+    if (stopped)
+        RecordingDeliveries::instance().begin(stopped);
     wake();
 }
 
 void VideoRecorder::stopAndCut(VideoInterval interval)
 {
+    std::shared_ptr<Recording> stopped;
     {
         const QMutexLocker locker(&mutex);
         reset();
-        cutInterval = interval;
-        cutOnStop = true;
-        removeOnStop = false;
+        if (latest && latest->state != Recording::State::Over) {
+            if (latest->isWanted())
+                latest->rateHz = frameRate;
+            latest->state = Recording::State::Finishing;
+            latest->isRemoved = false;
+            latest->cut = interval;
+            if (latest->isOpened)
+                stopped = latest;
+        }
     }
+    if (stopped)
+        RecordingDeliveries::instance().begin(stopped);
     wake();
+}
+
+// Called with the mutex held.
+void VideoRecorder::reset()
+{
+    isPaused = false;
+    frameSizeCalculated = false;
+    if (latest)
+        latest->showsCount = false;
 }
 
 void VideoRecorder::setFrame(const cv::Mat &newFrame)
 {
+    setFrame(newFrame, FrameStamp());
+}
+
+void VideoRecorder::setFrame(const cv::Mat &newFrame, const FrameStamp &stamp)
+{
     const QMutexLocker locker(&mutex);
     if (!newFrame.data || newFrame.total() == 0 || newFrame.dims == 0)
         return;
-    const bool counts = isRecording;
-    report.offered += counts;
+    Report unused;
+    const bool counts = latest && latest->isWanted();
+    Report &report = counts ? latest->report : unused;
+    ++report.offered;
     if (frameSizeCalculated && newFrame.size() != frameSize) {
-        report.refused += counts;
+        ++report.refused;
         return;
     }
     // The caller reuses its buffer as soon as we return, so a header is not enough.
     newFrame.copyTo(frame);
-    report.overwritten += counts && slotIsFresh && !isPaused;
+    report.overwritten += slotIsFresh && !isPaused;
     slotIsFresh = true;
+    slotStamp = stamp;
     if (!frameSizeCalculated) {
         frameSize = frame.size();
         frameSizeCalculated = true;
@@ -168,22 +237,36 @@ void VideoRecorder::setFrame(QImage img)
 
 void VideoRecorder::pauseRecord()
 {
+    const QMutexLocker locker(&mutex);
     isPaused = true;
+    if (latest && latest->state == Recording::State::Active)
+        latest->state = Recording::State::Paused;
 }
 
 void VideoRecorder::resumeRecord()
 {
+    const QMutexLocker locker(&mutex);
     isPaused = false;
+    if (latest && latest->state == Recording::State::Paused)
+        latest->state = Recording::State::Active;
     wake();
 }
 
 void VideoRecorder::sync(int timestamp)
 {
-    const QMutexLocker locker(&mutex);
-    if (frameLog)
-        frameLog->write(static_cast<quint32>(frameCount), qint64(timestamp), true);
-    else
-        qDebug() << "No logger to sync";
+    std::shared_ptr<Recording> recording;
+    {
+        const QMutexLocker locker(&mutex);
+        recording = latest;
+    }
+    if (recording) {
+        const std::lock_guard<std::mutex> lock(recording->logMutex);
+        if (recording->log) {
+            recording->log->write(static_cast<quint32>(recording->frames), qint64(timestamp), true);
+            return;
+        }
+    }
+    qDebug() << "No logger to sync";
 }
 
 void VideoRecorder::insertFramesOverride(QList<cv::Mat> frames)
@@ -196,20 +279,73 @@ void VideoRecorder::insertFramesOverride(QList<cv::Mat> frames)
     insertedFrames.swap(copies);
 }
 
-void VideoRecorder::setSoundMaker(std::function<void(const SoundRequest &)> maker)
+bool VideoRecorder::setSoundMaker(SoundMaker maker, std::function<void()> closer)
+{
+    {
+        const QMutexLocker locker(&mutex);
+        if (!maker || !soundMaker) {
+            // Recordings that are not finished keep the maker that they began with.
+            if (!maker && soundMaker) {
+                for (const std::shared_ptr<Recording> &former : superseded)
+                    former->soundMaker = soundMaker;
+                if (latest)
+                    latest->soundMaker = soundMaker;
+            }
+            soundMaker = std::move(maker);
+            soundCloser = std::move(closer);
+            return true;
+        }
+    }
+    writeConsole(QStringLiteral("The recorder has a source of sound already, another one is refused"));
+    return false;
+}
+
+void VideoRecorder::setDelivery(const RecordingDelivery &newDelivery)
 {
     const QMutexLocker locker(&mutex);
-    soundMaker = std::move(maker);
+    delivery = newDelivery;
+}
+
+void VideoRecorder::setKeepPace(bool keeps)
+{
+    const QMutexLocker locker(&mutex);
+    keepsPace = keeps;
+}
+
+RecordingResult VideoRecorder::lastResult() const
+{
+    return link->getLast();
+}
+
+bool VideoRecorder::finishAndWait(int limitMs)
+{
+    if (getIsRecording())
+        stopRecord();
+    return RecordingDeliveries::instance().waitUntil([this] { return pendingResults == 0; }, limitMs);
+}
+
+bool VideoRecorder::waitForDeliveries(int limitMs)
+{
+    return RecordingDeliveries::instance().waitUntil(
+        [] { return pendingDeliveries() == 0 && !(ffmpegQueue && ffmpegQueue->notifier()->isBusy()); },
+        limitMs);
+}
+
+int VideoRecorder::pendingDeliveries()
+{
+    return RecordingDeliveries::instance().pending();
 }
 
 double VideoRecorder::getDurationSeconds() const
 {
-    return double(frameCount) / frameRate;
+    const QMutexLocker locker(&mutex);
+    return latest && latest->showsCount ? double(latest->frames) / frameRate : 0.0;
 }
 
 int VideoRecorder::getFrameCount() const
 {
-    return static_cast<int>(static_cast<quint32>(frameCount));
+    const QMutexLocker locker(&mutex);
+    return latest && latest->showsCount ? static_cast<int>(static_cast<quint32>(latest->frames)) : 0;
 }
 
 double VideoRecorder::getFrameRate() const
@@ -235,7 +371,8 @@ bool VideoRecorder::getIsPaused() const
 
 bool VideoRecorder::getIsRecording() const
 {
-    return isRecording;
+    const QMutexLocker locker(&mutex);
+    return latest && latest->isWanted();
 }
 
 bool VideoRecorder::isSavingFile() const
@@ -257,7 +394,7 @@ QString VideoRecorder::getPath() const
 QString VideoRecorder::getTempFilePath() const
 {
     const QMutexLocker locker(&mutex);
-    return tempFilePath;
+    return latest ? latest->tempFilePath : QString();
 }
 
 void VideoRecorder::setPath(QString newPath)
@@ -274,254 +411,10 @@ void VideoRecorder::removeTempFile()
 VideoRecorder::Report VideoRecorder::getReport() const
 {
     const QMutexLocker locker(&mutex);
-    Report current = report;
-    if (current.wallClockSeconds > 0.0)
-        current.measuredRateHz = double(timedPasses) / current.wallClockSeconds;
-    return current;
+    return latest ? latest->currentReport() : Report();
 }
 
-// Called with the mutex held.
-void VideoRecorder::reset()
+RecordingNotifier *VideoRecorder::notifier() const
 {
-    removeOnStop = false;
-    isRecording = false;
-    isPaused = false;
-    frameSizeCalculated = false;
-    cutOnStop = false;
-    frameCount = 0;
-    ++resets;
-}
-
-void VideoRecorder::process()
-{
-    bool finishNow = false;
-    bool openNow = false;
-    {
-        const QMutexLocker locker(&mutex);
-        finishNow = abandoned || !isRecording;
-        passResets = resets;
-        if (finishNow && !writerOpened && !isRecording)
-            tempFile.reset(); // stopped while Armed
-        // Decided together with the look at isRecording, so that a stop knows whether a finish follows.
-        openNow = !finishNow && !writerOpened && frameSizeCalculated;
-        pendingFinishes += openNow;
-    }
-    if (finishNow) {
-        if (writerOpened)
-            finish();
-        delayNextPass(isRecording ? 0 : idlePassMs);
-        return;
-    }
-    if (!writerOpened) {
-        if (!openNow) {
-            delayNextPass(qMax(1, frameInterval.load()));
-            return;
-        }
-        try {
-            openWriter();
-        } catch (...) {
-            --pendingFinishes;
-            throw; // told by the loop; the next pass tries again
-        }
-    }
-    if (isPaused || !frameSizeCalculated || !writer.isOpened()) {
-        const QMutexLocker locker(&mutex);
-        lastPassNs.reset();
-        waitsForDue = false;
-        delayNextPass(qMax(1, frameInterval.load()));
-        return;
-    }
-    if (!passIsDue())
-        return;
-    writeInsertedFrames();
-    writeSampledFrame();
-    Q_EMIT frameCountChanged(frameCount);
-    notePass();
-    pace();
-}
-
-void VideoRecorder::openWriter()
-{
-    std::shared_ptr<RecordingTempFile> claimed;
-    cv::Size size;
-    QString destination;
-    {
-        const QMutexLocker locker(&mutex);
-        claimed = tempFile;
-        destination = path;
-        size = frameSize;
-    }
-    // The host may have set another path since the start.
-    if (!claimed || claimed->destination() != destination)
-        claimed = RecordingTempFile::claim(destination);
-    const QString target = claimed->videoPath();
-    {
-        const QMutexLocker locker(&mutex);
-        tempFile = claimed;
-        tempFilePath = target;
-        if (useFrameLog) {
-            const QFileInfo info(destination);
-            logPath =
-                info.absolutePath() + QLatin1Char('/') + info.completeBaseName() + QStringLiteral(".log");
-            tempLogPath = claimed->logPath();
-        } else {
-            logPath.clear();
-        }
-    }
-    FileUtilities::createIfNotExists(QFileInfo(target).absolutePath());
-    claimed->moveLeftoversAside();
-    writeConsole(QStringLiteral("Start video recording to ") + destination + QLatin1Char('(') + target
-        + QStringLiteral(") @ ") + QString::number(frameRate, 'g', 6) + QStringLiteral(" Hz, ")
-        + QString::number(size.width) + QLatin1Char('x') + QString::number(size.height));
-    writer = createWriter(target.toStdString(), frameRate, size);
-    qDebug() << "Writer open" << writer.isOpened();
-    if (!writer.isOpened()) {
-        writeConsole(QStringLiteral("The video %1 cannot be written, nothing is recorded").arg(target));
-        // A refused rate leaves an empty file behind.
-        if (QFileInfo(target).isFile() && QFileInfo(target).size() == 0)
-            QFile::remove(target);
-    }
-
-    std::unique_ptr<FrameTimeLog> log;
-    if (useFrameLog) {
-        log = std::make_unique<FrameTimeLog>(claimed->logPath());
-        if (!log->load()) {
-            log->close(true);
-            log->open();
-        }
-    }
-    {
-        const QMutexLocker locker(&mutex);
-        frameLog = std::move(log);
-        lastPassNs.reset();
-    }
-    writerStart = QDateTime::currentDateTime();
-    sampled.release();
-    sampledIsUsable = false;
-    waitsForDue = false;
-    writerOpened = true;
-    Q_EMIT recordStarted();
-}
-
-bool VideoRecorder::passIsDue()
-{
-    if (!waitsForDue)
-        return true;
-    const QMutexLocker locker(&mutex);
-    const qint64 due = frameInterval * nsPerMs - lateNs;
-    const qint64 elapsed = frameTimer.nsecsElapsed();
-    if (elapsed < due) {
-        // Woken for another reason; the pace stays.
-        delayNextPass(static_cast<int>((due - elapsed + nsPerMs - 1) / nsPerMs));
-        return false;
-    }
-    // A wait ends a little late, by the timer's coarseness; the next one is shorter by that, so that the rate
-    // is exact.
-    lateNs = elapsed - due < frameInterval * nsPerMs ? elapsed - due : 0;
-    frameTimer.restart();
-    waitsForDue = false;
-    return true;
-}
-
-void VideoRecorder::pace()
-{
-    const QMutexLocker locker(&mutex);
-    const qint64 due = frameInterval * nsPerMs - lateNs;
-    const qint64 elapsed = frameTimer.nsecsElapsed();
-    if (elapsed < due) {
-        waitsForDue = true;
-        delayNextPass(static_cast<int>((due - elapsed + nsPerMs - 1) / nsPerMs));
-        return;
-    }
-    // The encoder was slower than the rate: nothing is made up for.
-    lateNs = 0;
-    frameTimer.restart();
-    delayNextPass(0);
-}
-
-void VideoRecorder::writeInsertedFrames()
-{
-    QList<cv::Mat> batch;
-    cv::Size size;
-    {
-        const QMutexLocker locker(&mutex);
-        if (insertedFrames.isEmpty())
-            return;
-        batch.swap(insertedFrames);
-        size = frameSize;
-    }
-    for (cv::Mat &inserted : batch) {
-        try {
-            if (!prepareFrame(inserted, size) || inserted.type() != CV_8UC3)
-                continue;
-            writer.write(inserted);
-        } catch (const cv::Exception &error) {
-            qWarning() << "VIDEORECORDER: an inserted frame cannot be written:" << error.what();
-            continue;
-        }
-        countFrame(0);
-    }
-    const QMutexLocker locker(&mutex);
-    qDebug() << "Video inception of" << batch.size() << "frames took" << frameTimer.elapsed();
-    frameTimer.restart();
-}
-
-void VideoRecorder::writeSampledFrame()
-{
-    cv::Size size;
-    bool fresh = false;
-    {
-        const QMutexLocker locker(&mutex);
-        fresh = slotIsFresh;
-        if (fresh) {
-            // The buffers change places: the slot gets one of the right size to copy into, and nobody waits
-            // for a copy.
-            cv::swap(frame, sampled);
-            slotIsFresh = false;
-        }
-        size = frameSize;
-    }
-    try {
-        if (fresh)
-            sampledIsUsable = prepareFrame(sampled, size) && sampled.type() == CV_8UC3;
-        if (!sampledIsUsable)
-            return;
-        writer.write(sampled);
-    } catch (const cv::Exception &error) {
-        qWarning() << "VIDEORECORDER: a frame cannot be written:" << error.what();
-        sampledIsUsable = false;
-        return;
-    }
-    if (!fresh) {
-        const QMutexLocker locker(&mutex);
-        ++report.repeated;
-    }
-    countFrame(writerStart.msecsTo(QDateTime::currentDateTime()));
-}
-
-void VideoRecorder::countFrame(qint64 logValue)
-{
-    const QMutexLocker locker(&mutex);
-    // A stop with a cut, or a new start, has set the count to 0 meanwhile; this frame belongs to what was
-    // before.
-    if (passResets != resets)
-        return;
-    const quint64 number = frameCount;
-    if (useFrameLog && frameLog && number >= frameLog->getRecordCount())
-        frameLog->write(static_cast<quint32>(number), logValue, true);
-    frameCount = number + 1;
-    ++report.written;
-}
-
-void VideoRecorder::notePass()
-{
-    const qint64 now = passClock.nsecsElapsed();
-    const QMutexLocker locker(&mutex);
-    if (lastPassNs) {
-        const qint64 gap = now - *lastPassNs;
-        report.longestGapMs = qMax(report.longestGapMs, gap / 1e6);
-        report.wallClockSeconds += gap / 1e9;
-        ++timedPasses;
-    }
-    lastPassNs = now;
+    return jobNotifier.get();
 }

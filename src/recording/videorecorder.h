@@ -1,21 +1,22 @@
 #pragma once
 
 #include "baselib/vtthread.h"
+#include "ffmpeg/recordingdelivery.h"
+#include "image/framestamp.h"
 #include "image/imagebridge.h"
 #include "vtcv_export.h"
 
 #include <opencv2/core.hpp>
 #include <opencv2/videoio.hpp>
-#include <QDateTime>
 #include <QElapsedTimer>
 #include <QImage>
 #include <QList>
 #include <QMutex>
-#include <QPointer>
 #include <QSize>
 #include <QStringList>
 
 #include <atomic>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -24,8 +25,10 @@
 #include <vector>
 
 class FFMpegQueue;
-class FrameTimeLog; // recording/frametimelog_p.h
-class RecordingTempFile; // recording/recordingtempfile_p.h
+class RecorderLink; // recording/recordingdeliveries_p.h
+struct Recording; // recording/recording_p.h
+class RecordingNotifier; // recording/recordingnotifier_p.h
+struct RecordingResult;
 
 /** The numbers of the first and of the last frame of a stretch of video, both included, counted from 0. */
 typedef std::pair<unsigned int, unsigned int> VideoInterval;
@@ -35,10 +38,11 @@ Q_DECLARE_METATYPE(VideoInterval)
  * Writes frames that arrive at any rate, on any thread, into a video of one fixed rate.
  *
  * The recorder samples, it does not queue: setFrame() fills a single slot, and the recorder's worker writes
- * whatever lies there once per frame period. Surplus frames are lost, missing ones repeated. The file's
+ * the frame in the slot once per frame period. Surplus frames are lost, missing ones repeated. The file's
  * duration is its number of frames divided by the nominal rate.
  *
- *     VideoRecorder recorder(QStringLiteral("/videos/take1.avi"), 25.0);
+ *     VideoRecorder recorder(QStringLiteral("/videos/take1.mkv"), 25.0);
+ *     recorder.setDelivery(RecordingDelivery::quality());
  *     connect(camera, &Camera::frameChanged, &recorder, qOverload<const cv::Mat &>(&VideoRecorder::setFrame),
  *         Qt::DirectConnection);
  *     connect(&recorder, &VideoRecorder::recordFinished, this, &Window::showVideo);
@@ -46,19 +50,23 @@ Q_DECLARE_METATYPE(VideoInterval)
  *
  * States: Idle, Armed (startRecord), Recording (first frame) or Paused, Finishing (stopRecord), Idle again. A
  * recorder that is stopped while Armed goes back to Idle without a signal. A recorder that is started again
- * before the finish of the former recording has begun finishes that recording first, with its own paths.
+ * before it has finished the former recording finishes that one first, with its own paths.
  *
  * Files: the recording grows in a temporary file of the destination's name in tempFolder(). The finish hands
- * it to ffmpeg, which makes the destination from it, or copies it. A ".wav" of the same name beside the
- * temporary file is joined into the result. What could not be delivered stays in the temporary folder, and a
- * console line says where. While recording, ".avi" and ".mkv" files survive a crash of the program up to the
- * last 256 KiB of video; ".mp4" and ".mov" files do not. A destination with another suffix is recorded into
- * an ".avi" file first.
+ * it to ffmpeg, which makes the destination from it as setDelivery() says, or moves it. A ".wav" of the same
+ * name beside the temporary file is joined into the result. A recording that cannot be delivered stays in the
+ * temporary folder; a console line and lastResult() say where, and RecordingRecovery lists it. While
+ * recording, ".avi" and ".mkv" files survive a crash of the program up to the last 256 KiB of video; ".mp4"
+ * and ".mov" files do not. A destination with another suffix is recorded into an ".avi" file first.
  *
  * A temporary file is never shared: a name that another recorder (of this program or of another one) or a
  * waiting job still uses, or that is a symbolic link, is passed over for the next free numbered one, such as
  * "take1_2.avi". A video that a crashed program left behind is moved aside ("take1_aside1.avi"), together
  * with its log and its sound.
+ *
+ * The worker's period is cut to whole milliseconds: a nominal 15, 24, 30 or 60 Hz gives 15.15, 24.39, 30.30
+ * or 62.5 passes a second, so the video is longer than the time that passed. The frame time log holds the
+ * real times.
  *
  * Threads: slots may be called from any thread. Signals come from the worker; connect widgets queued. Connect
  * a camera directly, so that frames do not pile up in an event queue.
@@ -68,21 +76,22 @@ class VTCV_EXPORT VideoRecorder : public VTThread
     Q_OBJECT
 
 public:
-    /** What a recording was like so far, or the last one where none runs. Counts start anew with
-     * startRecord(). */
+    /** Statistics of the recording that runs, or of the last one. startRecord() sets all counts to 0. */
     struct Report
     {
         quint64 offered = 0; // frames with pixels given to setFrame()
-        quint64 written = 0; // frames in the file, inserted ones included
+        quint64 written = 0; // frames in the file, inserted and repeated ones included
         quint64 repeated = 0; // of them, how often a picture was written again because no newer one had come
         quint64 overwritten = 0; // frames that a newer one replaced before they were written, pauses left out
         quint64 refused = 0; // frames of another size than the recording
         double longestGapMs = 0.0; // longest time between two writing passes, pauses left out
         double measuredRateHz = 0.0; // writing passes a second, pauses left out; 0 before the second pass
         double wallClockSeconds = 0.0; // from the first writing pass to the last one, pauses left out
+        quint64 inserted = 0; // of the frames written, those from insertFramesOverride()
+        quint64 pacedRepeats = 0; // of the frames written, repetitions that setKeepPace() asked for
     };
 
-    /** What a finish tells of a recording when it asks for its sound. */
+    /** What the finish of a recording passes to the sound maker. */
     struct SoundRequest
     {
         QString audioPath; // a WAV file that stands here afterwards is joined, unless isRemoved or isCopied
@@ -96,14 +105,16 @@ public:
     explicit VideoRecorder(QString path = QString(), double frameRate = 24.0, QObject *parent = nullptr);
 
     /**
-     * Ends the worker. A recording that has not been stopped is not finished: its video stays in the
-     * temporary folder, and a console line says where. A worker that does not come back within 10 s is
-     * terminated.
+     * Ends the worker, which first finishes recordings that were stopped. A recording that has not been
+     * stopped is not finished: its video stays in the temporary folder, and a console line says where. A
+     * worker that does not come back within 10 s is terminated. Jobs of the ffmpeg queue go on.
+     *
+     * Call finishAndWait() first, so that nothing is left over.
      */
     ~VideoRecorder() override;
 
-    /** True at load: recordings are delivered through the ffmpeg queue. False: by plain copy, and sound plays
-     * no part. */
+    /** True at load: recordings are delivered through the ffmpeg queue. False: the recorded file itself is
+     * moved to the destination, and sound plays no part. */
     static bool UseFFMPEGOptimization;
 
     /** The process-wide queue, made at load; its thread starts with the first job. */
@@ -113,8 +124,8 @@ public:
      * The folder of the temporary files, with a slash at the end: "Temp/" under the file system root, unless
      * set otherwise.
      *
-     * Where that cannot be made or written, recordings go to a folder of their own under the system's
-     * temporary location, readable by its owner alone, and a console line says so. \thread Any.
+     * Where that cannot be made or written, recordings go to a private folder under the user's data location,
+     * and a console line says so. \thread Any.
      */
     static QString tempFolder();
 
@@ -170,14 +181,58 @@ public:
      */
     void insertFramesOverride(QList<cv::Mat> frames);
 
+    using SoundMaker = std::function<void(const SoundRequest &)>;
+
     /**
-     * Has \a maker called in each finish, with the video closed and cut and not yet delivered; an empty one
-     * ends that. The finish waits for it.
+     * Calls \a maker in each finish, when the video is closed and cut and not yet delivered. The finish waits
+     * for it. An empty \a maker takes the present one away; recordings under way keep theirs.
      *
+     * \param closer is called in the destructor before it waits for the worker, on the destroying thread: it
+     * closes what \a maker would otherwise wait for that thread to close.
+     * \return false, with a console line, if another maker is in place: it stays.
      * \thread Any; \a maker is called on the worker, and may be under way when this returns. It must come
      * back within 10 s of the recorder's destruction.
      */
-    void setSoundMaker(std::function<void(const SoundRequest &)> maker);
+    bool setSoundMaker(SoundMaker maker, std::function<void()> closer = {});
+
+    /** Sets how ffmpeg makes the destinations of recordings that are stopped from now on;
+     * RecordingDelivery::AsFFMpegChooses at first. \thread Any. */
+    void setDelivery(const RecordingDelivery &delivery);
+
+    /**
+     * With true, the last frame is written again where the encoder was late, so that ten seconds of real time
+     * give ten seconds of video. False at first: the video is shorter then. \thread Any.
+     *
+     * Report::pacedRepeats counts these frames.
+     */
+    void setKeepPace(bool keeps);
+
+    /**
+     * How the last recording ended; a default one before the first end. In a slot that is connected directly
+     * to recordFinished() it is the result of that recording. \thread Any.
+     */
+    RecordingResult lastResult() const;
+
+    /**
+     * Stops the recording that runs, and waits until the files of all recordings of this recorder lie where
+     * they stay.
+     *
+     * \return false if \a limitMs have passed; the work goes on then.
+     * \thread Any but the worker. On the GUI thread events are delivered meanwhile, except for the user's
+     * input.
+     */
+    bool finishAndWait(int limitMs);
+
+    /**
+     * Waits until the stopped recordings of all recorders are finished and the ffmpeg queue has no job.
+     * Recordings that run are not waited for.
+     *
+     * \return and \thread as for finishAndWait().
+     */
+    static bool waitForDeliveries(int limitMs);
+
+    /** The number of stopped recordings of all recorders that are not finished. \thread Any. */
+    static int pendingDeliveries();
 
     /** Frames divided by the nominal rate, not the time that passed. */
     double getDurationSeconds() const;
@@ -191,8 +246,8 @@ public:
     bool getIsRecording() const;
     /** True while the finish closes, cuts and copies files. The job in the ffmpeg queue comes after that. */
     bool isSavingFile() const;
-    /** True while a recordFinished() is still to come: from the moment in which the worker opens the video
-     * until just before that signal. After stopRecord(), false says that there was nothing to finish. */
+    /** True from the moment when the worker opens a video until just before its recordFinished(). After
+     * stopRecord(), false means that there is nothing to finish. */
     bool isFinishPending() const;
     QString getPath() const;
     /** Where the recording grows. Settled by startRecord(); place a ".wav" of this name to have it joined. */
@@ -203,7 +258,19 @@ public:
     /** \thread Any; a consistent snapshot. */
     Report getReport() const;
 
+    /**
+     * Puts a copy of \a frame into the slot like the slot of that name; \a stamp says when it was taken and
+     * is written into the list of frames (useFrameList). \thread Any.
+     */
+    void setFrame(const cv::Mat &frame, const FrameStamp &stamp);
+
+    /** For this library's companions: what happens to the recordings. Its class is not part of the interface.
+     */
+    RecordingNotifier *notifier() const;
+
     bool useFrameLog = false; // leaves a frame time log beside the video; set it before startRecord()
+    bool useFrameList = false; // leaves a list of frames (take.frames.csv): real time, origin, capture stamp
+    bool useResultFile = false; // leaves the RecordingResult beside the video (take.json)
 
 public Q_SLOTS:
     /**
@@ -211,7 +278,8 @@ public Q_SLOTS:
      * now.
      *
      * \param path destination; an empty one keeps the former. Shorter than 3 characters, or with a rate of 0
-     * or less, the recorder stays Idle and writes a debug line.
+     * or less, the recorder stays Idle and writes a debug line. If another recording grows at \a path, that
+     * file is left alone, and the new recording stays in the temporary folder at its end.
      */
     void startRecord(QString path = QString());
 
@@ -224,7 +292,8 @@ public Q_SLOTS:
 
     /**
      * Ends the recording and keeps only the frames of \a interval. The duration that recordFinished() tells
-     * is 0 then. The frame time log, if there is one, keeps the numbers of the uncut video.
+     * is 0 then. The frame time log, if there is one, keeps the numbers of the uncut video;
+     * RecordingResult::logShift says by how many they differ.
      */
     void stopAndCut(VideoInterval interval);
 
@@ -236,7 +305,7 @@ public Q_SLOTS:
      * The first frame after startRecord() locks getFrameSize(). A frame without pixels, or of another size
      * than the locked one, is ignored without a message.
      *
-     * \thread    Any. Holds the recorder's mutex for one frame copy; never waits for the encoder.
+     * \thread    Any. Holds the recorder's mutex for one frame copy; never waits for the encoder or a disk.
      * \ownership The caller keeps \a frame and may reuse its buffer on return.
      */
     void setFrame(const cv::Mat &frame);
@@ -254,8 +323,11 @@ Q_SIGNALS:
     /** The finish begins. */
     void recordPrepareToFinish();
     /**
-     * The recording is at its end, and comes once for each finish: the queue has nothing more to do, or the
-     * file is copied, or nothing could be delivered. \a durationMs is the nominal length.
+     * The recording has ended; emitted once for each finish, whether it succeeded or not: see lastResult().
+     *
+     * A recording that is delivered through the queue is announced when the queue has no job left, so batch
+     * conversions of a host belong in an FFMpegQueue of their own. RecordingWatch tells of each recording as
+     * soon as its own file is ready. \a durationMs is the nominal length.
      */
     void recordFinished(QString file, int durationMs);
     /** The writer was opened, or could not be: see getFrameCount(). */
@@ -265,85 +337,73 @@ Q_SIGNALS:
 
 private:
     void process() override;
-    void copyFile();
+    bool copyFile(const std::shared_ptr<Recording> &recording);
     void reset();
 
-    // What a finish works on; taken when it begins, so that the next recording can be prepared meanwhile.
-    struct Delivery
+    enum class Task
     {
-        QString path;
-        QString tempFilePath;
-        QString logPath;
-        QString tempLogPath;
-        std::shared_ptr<RecordingTempFile> tempFile;
-        bool remove = false;
-        bool cut = false;
-        VideoInterval cutInterval{0, 0};
-        quint64 frames = 0;
-        quint64 ticket = 0; // of the job in the queue; 0 if there is none
+        Idle,
+        Wait,
+        Open,
+        Write,
+        Finish
     };
 
-    Delivery currentDelivery() const;
-    void openWriter();
-    bool passIsDue();
-    void writeInsertedFrames();
-    void writeSampledFrame();
-    bool writeFrame(cv::Mat &frame, bool prepared);
-    void countFrame(qint64 logValue);
-    void notePass();
-    void pace();
-    void finish();
-    void discard(const Delivery &delivery);
-    bool cutTempFile(Delivery &delivery);
-    void askForSound(const Delivery &delivery, bool isCut);
-    void deliver(Delivery &delivery);
-    void deliverLog(const Delivery &delivery);
-    void checkTempFile(const Delivery &delivery);
-    void tellEnd(const QString &file, int durationMs);
-    void announceEnd(const Delivery &delivery, int durationMs);
+    // What one pass has to do, taken in one go under the mutex.
+    struct Pass
+    {
+        Task task = Task::Idle;
+        int delayMs = 0; // of Idle and Wait
+        std::shared_ptr<Recording> recording;
+        QList<cv::Mat> inserted;
+        cv::Size size;
+        bool isFresh = false; // recording->sampled comes from the slot
+        bool keepsPace = false;
+        double rateHz = 0.0;
+        qint64 elapsedNs = 0; // since the first pass, pauses left out
+        quint64 repeated = 0; // what the pass has done
+        quint64 pacedRepeats = 0;
+    };
 
-    mutable QMutex
-        mutex; // guards the slot, the paths, the log, insertedFrames, report and what else says so below
-    std::unique_ptr<FrameTimeLog> frameLog;
-    cv::VideoWriter writer; // the worker's
-    cv::Size frameSize; // guarded
+    Pass beginPass();
+    void writePass(Pass &pass);
+    void writeInsertedFrames(Pass &pass);
+    void writeSampledFrame(Pass &pass);
+    void keepPace(Pass &pass);
+    void endPass(const Pass &pass);
+    void openWriter(const std::shared_ptr<Recording> &recording);
+    void openSidecars(Recording &recording);
+    std::shared_ptr<Recording> leaveLatest();
+    void finish(const std::shared_ptr<Recording> &recording);
+    void closeFiles(Recording &recording);
+    void askForSound(Recording &recording, bool isCut);
+    bool finishFiles(const std::shared_ptr<Recording> &recording);
+    void announceEnds();
+    void tellResult(const RecordingResult &result, bool isFirst);
+    void tellEnd(const RecordingResult &result, int durationMs);
+
+    mutable QMutex mutex; // guards the slot, the recordings' shared part, the settings and what says so below
     cv::Mat frame; // the slot
-    std::atomic<double> frameRate{24.0};
-    std::atomic<quint64> frameCount{0};
-    QDateTime writerStart; // the worker's
-    VideoInterval cutInterval{0, 0}; // guarded
-    QList<cv::Mat> insertedFrames; // guarded
-    std::atomic<bool> cutOnStop{false};
-    std::atomic<bool> isRecording{false};
-    std::atomic<bool> isPaused{false};
-    std::atomic<bool> frameSizeCalculated{false};
-    std::atomic<bool> writerOpened{false};
-    std::atomic<int> frameInterval{10};
-    QString path;
-    QString logPath;
-    QString tempFilePath;
-    QString tempLogPath;
-    std::atomic<bool> removeOnStop{false};
-    std::atomic<bool> savingFile{false};
-    QElapsedTimer frameTimer; // guarded; paces the worker
-
-    std::shared_ptr<RecordingTempFile> tempFile; // guarded; our claim on tempFilePath
-    std::atomic<int> pendingFinishes{
-        0}; // recordings that were opened and whose end is not announced; grows guarded
-    std::optional<Delivery> abandoned; // guarded; a recording that startRecord() found still open
-    quint64 resets = 0; // guarded; tells the worker that its frame belongs to the former count
     bool slotIsFresh = false; // guarded; the slot's frame has not been written yet
-    Report report; // guarded
-    std::function<void(const SoundRequest &)> soundMaker; // guarded
-    std::optional<qint64> lastPassNs; // guarded; on passClock, none before the first pass and after a pause
-    quint64 timedPasses = 0; // guarded; passes that wallClockSeconds covers
-
-    // The worker's own.
-    cv::Mat sampled; // the frame written last, ready for the writer
-    bool sampledIsUsable = false; // and whether the writer takes it
-    bool waitsForDue = false; // the last pass asked for a wait
-    qint64 lateNs = 0; // how much later than asked for that wait ended
-    quint64 passResets = 0; // the value of resets that this pass began with
-    QElapsedTimer passClock;
-    std::vector<QPointer<QObject>> endWatchers; // contexts of recordings whose jobs are under way
+    FrameStamp slotStamp; // guarded
+    cv::Size frameSize; // guarded
+    std::atomic<bool> frameSizeCalculated{false};
+    QList<cv::Mat> insertedFrames; // guarded
+    QString path; // guarded; the destination of the next recording
+    std::atomic<double> frameRate{24.0};
+    std::atomic<int> frameInterval{10};
+    std::atomic<bool> isPaused{false};
+    std::atomic<bool> savingFile{false};
+    std::shared_ptr<Recording> latest; // guarded; the newest recording, also after its end
+    std::deque<std::shared_ptr<Recording>> superseded; // guarded; stopped ones behind which latest has begun
+    RecordingDelivery delivery; // guarded
+    bool keepsPace = false; // guarded
+    SoundMaker soundMaker; // guarded
+    std::function<void()> soundCloser; // guarded
+    std::atomic<int> pendingFinishes{0}; // recordings that were opened and whose end is not announced
+    std::atomic<int> pendingResults{0}; // and those whose result is not known
+    std::atomic<bool> isClosing{false}; // the destructor waits
+    QElapsedTimer passClock; // read by all; started by the constructor
+    std::shared_ptr<RecorderLink> link;
+    std::unique_ptr<RecordingNotifier> jobNotifier;
 };

@@ -1,19 +1,23 @@
-#include "recording/videorecorder.h"
-
 #include "baselib/console_p.h"
 #include "baselib/fileutilities.h"
 #include "baselib/samefile_p.h"
 #include "ffmpeg/ffmpegqueue.h"
-#include "ffmpeg/ffmpegqueuenotifier_p.h"
 #include "image/capturesource_p.h"
-#include "recording/frametimelog_p.h"
-#include "recording/recordingtempfile_p.h"
+#include "recording/framelistformat_p.h"
+#include "recording/frametimelogformat_p.h"
+#include "recording/recording_p.h"
+#include "recording/recordingdeliveries_p.h"
+#include "recording/recordingnotifier_p.h"
+#include "recording/videorecorder.h"
 
 #include <QDebug>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QStorageInfo>
+#include <QtEndian>
 
-#include <algorithm>
+#include <exception>
 
 namespace {
 
@@ -36,233 +40,334 @@ QString cutName(const QString &path)
 int framesIn(const QString &path)
 {
     cv::VideoCapture capture;
-    return CaptureSource::open(capture, path) ? CaptureSource::frameCount(capture) : 0;
+    if (!CaptureSource::open(capture, path))
+        return 0;
+    int count = CaptureSource::frameCount(capture);
+    // A file whose end is missing, as on a full disk, does not tell its length.
+    if (count == 0) {
+        while (capture.grab())
+            ++count;
+    }
+    return count;
+}
+
+bool isOnOneDisk(const QString &file, const QString &destination)
+{
+    return QStorageInfo(QFileInfo(file).path()).rootPath()
+        == QStorageInfo(QFileInfo(destination).path()).rootPath();
+}
+
+// A rename costs nothing where a copy of gigabytes takes minutes, and needs no room. Never overwrites.
+bool moveFile(const QString &from, const QString &to)
+{
+    if (isOnOneDisk(from, to) && QFile::rename(from, to))
+        return true;
+    return QFile::copy(from, to) && QFile::remove(from);
+}
+
+bool beginsWith(const QString &path, const QByteArray &mark)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) && file.read(mark.size()) == mark;
+}
+
+// Brings a sidecar to its place; gives the path where it lies then. A file of the older video of that name
+// makes way; one that is none of ours, such as somebody's notes, stays.
+QString deliverSidecar(const QString &from, const QString &to, const QByteArray &mark)
+{
+    if (!QFile::exists(from))
+        return {};
+    if (QFile::exists(to)) {
+        if (!beginsWith(to, mark)) {
+            writeConsole(
+                QStringLiteral("The file %1 belongs to somebody else, %2 stays where it is").arg(to, from));
+            return from;
+        }
+        QFile::remove(to);
+    }
+    if (moveFile(from, to))
+        return to;
+    writeConsole(QStringLiteral("The frame time log cannot be copied to %1, it stays in %2").arg(to, from));
+    return from;
+}
+
+QByteArray logMark()
+{
+    QByteArray bytes(4, '\0');
+    qToLittleEndian(FrameTimeLogFormat::tag, bytes.data());
+    return bytes;
+}
+
+void closeSidecars(Recording &recording)
+{
+    const std::lock_guard<std::mutex> lock(recording.logMutex);
+    if (recording.log)
+        recording.log->close(recording.isRemoved);
+    if (recording.list)
+        recording.list->close(recording.isRemoved);
+}
+
+// The writer reports nothing, not even a full disk.
+void checkTempFile(Recording &recording)
+{
+    RecordingResult &result = recording.result;
+    const QFileInfo file(recording.tempFilePath);
+    const bool isThere = file.isFile() && file.size() > 0;
+    result.framesFound = isThere ? framesIn(recording.tempFilePath) : 0;
+    result.isWhole = isThere && quint64(result.framesFound) >= result.framesCounted;
+    if (result.framesCounted == 0) {
+        result.reason = VideoRecorder::tr("No frame was written.");
+    } else if (!isThere) {
+        result.reason = VideoRecorder::tr("The temporary video is gone or empty.");
+        writeConsole(QStringLiteral("The temporary video %1 is gone or empty, %2 frames are lost")
+                         .arg(recording.tempFilePath)
+                         .arg(result.framesCounted));
+    } else if (!result.isWhole) {
+        result.reason = VideoRecorder::tr("The video is not whole: %1 of %2 frames were found.")
+                            .arg(result.framesFound)
+                            .arg(result.framesCounted);
+        writeConsole(QStringLiteral("The temporary video %1 is not whole (disk full?), what it holds is kept")
+                         .arg(recording.tempFilePath));
+    }
+}
+
+bool cutTempFile(Recording &recording)
+{
+    const QString cut = cutName(recording.tempFilePath);
+    QFile::remove(cut);
+    const auto [first, last] = *recording.cut;
+    const size_t counted = VideoRecorder::cutVideo(recording.tempFilePath, cut, {*recording.cut});
+    const int found = counted == 0 ? 0 : framesIn(cut);
+    if (found == 0) {
+        QFile::remove(cut);
+        writeConsole(QStringLiteral("The frames %1 to %2 cannot be cut out, the whole recording is kept")
+                         .arg(first)
+                         .arg(last));
+        return false;
+    }
+    QFile::remove(recording.tempFilePath);
+    if (!QFile::rename(cut, recording.tempFilePath))
+        recording.tempFilePath = cut;
+    RecordingResult &result = recording.result;
+    result.framesCounted = quint64(last) - first + 1;
+    result.framesFound = found;
+    result.isWhole = quint64(found) >= result.framesCounted;
+    result.logShift = first;
+    return true;
+}
+
+void discard(Recording &recording)
+{
+    qDebug() << "RECORDER: Record removed";
+    writeConsole(QStringLiteral("Record removed"));
+    QFile::remove(recording.tempFilePath);
+    // A sound that stayed would be joined to the next recording of that name.
+    QFile::remove(recording.tempFile->audioPath());
+    QFile::remove(recording.tempFile->framesPath());
+    if (!recording.logPath.isEmpty())
+        QFile::remove(recording.tempFile->logPath());
+    recording.result.outcome = RecordingResult::Discarded;
+}
+
+void deliverSidecars(Recording &recording)
+{
+    RecordingResult &result = recording.result;
+    const RecordingTempFile &temp = *recording.tempFile;
+    const QFileInfo video(recording.path);
+    const QString base = video.absolutePath() + QLatin1Char('/') + video.completeBaseName();
+    if (!recording.logPath.isEmpty())
+        result.logPath = deliverSidecar(temp.logPath(), recording.logPath, logMark());
+    if (recording.list) {
+        result.framesPath = deliverSidecar(
+            temp.framesPath(), base + QStringLiteral(".frames.csv"), QByteArray(FrameListFormat::header));
+    }
+}
+
+void keepSidecars(Recording &recording)
+{
+    const auto existing = [](const QString &path) { return QFile::exists(path) ? path : QString(); };
+    if (!recording.logPath.isEmpty())
+        recording.result.logPath = existing(recording.tempFile->logPath());
+    recording.result.framesPath = existing(recording.tempFile->framesPath());
+}
+
+QString existingSound(const Recording &recording, bool isCopied)
+{
+    QString path = recording.tempFile->audioPath();
+    if (isCopied) {
+        const QFileInfo video(recording.path);
+        path = video.path() + QLatin1Char('/') + video.completeBaseName() + QStringLiteral(".wav");
+    }
+    const QFileInfo sound(path);
+    return sound.isFile() && sound.lastModified() >= recording.armedAt ? path : QString();
 }
 
 } // namespace
 
-// Called with the mutex held.
-VideoRecorder::Delivery VideoRecorder::currentDelivery() const
+void VideoRecorder::finish(const std::shared_ptr<Recording> &recording)
 {
-    Delivery delivery;
-    delivery.path = path;
-    delivery.tempFilePath = tempFilePath;
-    delivery.logPath = logPath;
-    delivery.tempLogPath = tempLogPath;
-    delivery.tempFile = tempFile;
-    delivery.remove = removeOnStop;
-    delivery.cut = cutOnStop;
-    delivery.cutInterval = cutInterval;
-    delivery.frames = frameCount;
-    return delivery;
-}
-
-void VideoRecorder::finish()
-{
+    RecordingDeliveries &deliveries = RecordingDeliveries::instance();
+    deliveries.begin(recording);
     Q_EMIT recordPrepareToFinish();
-
-    Delivery delivery;
-    {
-        const QMutexLocker locker(&mutex);
-        savingFile = true;
-        delivery = abandoned ? *abandoned : currentDelivery();
-        abandoned.reset();
-    }
-    // Only the worker uses the writer; callers of setFrame() do not wait while it writes its index.
-    writer.release();
-    const double seconds = double(delivery.frames) / frameRate;
-    const int durationMs = CaptureSource::toCount(seconds * 1000.0);
-    writeConsole(QStringLiteral("Record finished ") + QString::number(seconds, 'g', 6) + QLatin1Char('s'));
-    {
-        const QMutexLocker locker(&mutex);
-        if (frameLog)
-            frameLog->close(delivery.remove);
-    }
-    qDebug() << "RECORDER: Record finished";
-    writerOpened = false;
-
-    if (delivery.remove) {
-        askForSound(delivery, false);
-        discard(delivery);
-    } else {
-        checkTempFile(delivery);
-        const bool isCut = delivery.cut && cutTempFile(delivery);
-        askForSound(delivery, isCut);
-        deliver(delivery);
+    savingFile = true;
+    bool isQueued = false;
+    try {
+        isQueued = finishFiles(recording);
+    } catch (...) {
+        // A sound maker or a console sink of the host: the recording still has to come to its end.
+        qWarning() << "VIDEORECORDER: an exception ended the finish of" << recording->path;
+        recording->keep(tr("The finish failed; the recording stays in %1.").arg(recording->tempFilePath));
     }
     {
         const QMutexLocker locker(&mutex);
-        frameCount = 0;
-        if (!isRecording)
-            tempFile.reset(); // the delivery and its job hold the claim for as long as the file is needed
-    }
-    if (delivery.ticket != 0) {
-        delivery.tempFile.reset();
-        announceEnd(delivery, durationMs);
-        savingFile = false;
-        return;
+        recording->showsCount = false;
+        recording->tempFile.reset(); // the job in the queue holds the claim for as long as it is needed
     }
     savingFile = false;
-    delivery.tempFile.reset();
-    tellEnd(delivery.path, durationMs);
-}
-
-void VideoRecorder::tellEnd(const QString &file, int durationMs)
-{
-    --pendingFinishes;
-    Q_EMIT recordFinished(file, durationMs);
-}
-
-void VideoRecorder::discard(const Delivery &delivery)
-{
-    qDebug() << "RECORDER: Record removed";
-    writeConsole(QStringLiteral("Record removed"));
-    QFile::remove(delivery.tempFilePath);
-    if (!delivery.logPath.isEmpty())
-        QFile::remove(delivery.tempLogPath);
-    const QMutexLocker locker(&mutex);
-    if (!isRecording)
-        removeOnStop = false;
-}
-
-// The writer reports nothing, not even a full disk.
-void VideoRecorder::checkTempFile(const Delivery &delivery)
-{
-    if (delivery.frames == 0)
+    if (isQueued)
         return;
-    const QFileInfo file(delivery.tempFilePath);
-    if (!file.isFile() || file.size() == 0) {
-        writeConsole(QStringLiteral("The temporary video %1 is gone or empty, %2 frames are lost")
-                         .arg(delivery.tempFilePath)
-                         .arg(delivery.frames));
-        return;
-    }
-    const int found = framesIn(delivery.tempFilePath);
-    if (quint64(found) < delivery.frames) {
-        writeConsole(QStringLiteral("The temporary video %1 is not whole (disk full?), what it holds is kept")
-                         .arg(delivery.tempFilePath));
-    }
+    link->setLast(recording->result);
+    deliveries.end();
+    tellResult(recording->result, true);
+    tellEnd(recording->result, recording->durationMs);
 }
 
-bool VideoRecorder::cutTempFile(Delivery &delivery)
+// True if a job was queued, whose end completes the result.
+bool VideoRecorder::finishFiles(const std::shared_ptr<Recording> &recording)
 {
-    const QString cut = cutName(delivery.tempFilePath);
-    QFile::remove(cut);
-    const size_t counted = cutVideo(delivery.tempFilePath, cut, {delivery.cutInterval});
-    if (counted == 0 || framesIn(cut) == 0) {
-        QFile::remove(cut);
-        writeConsole(QStringLiteral("The frames %1 to %2 cannot be cut out, the whole recording is kept")
-                         .arg(delivery.cutInterval.first)
-                         .arg(delivery.cutInterval.second));
-        return false;
-    }
-    QFile::remove(delivery.tempFilePath);
-    if (!QFile::rename(cut, delivery.tempFilePath))
-        delivery.tempFilePath = cut;
-    return true;
-}
-
-void VideoRecorder::askForSound(const Delivery &delivery, bool isCut)
-{
-    std::function<void(const SoundRequest &)> maker;
+    RecordingResult &result = recording->result;
+    double rate = 0.0;
     {
         const QMutexLocker locker(&mutex);
-        maker = soundMaker;
+        rate = recording->rateHz;
+        result.report = recording->currentReport();
     }
-    if (!maker || !delivery.tempFile)
+    // Only the worker uses the writer; callers of setFrame() do not wait while it writes its index.
+    recording->writer.release();
+    result.destination = recording->path;
+    result.framesCounted = recording->frames;
+    result.insertedFrames = recording->insertedFrames;
+    result.startedAt = recording->startedAt;
+    result.startedUs = recording->startedUs;
+    recording->wantsResultFile = useResultFile;
+    const double seconds = recording->cut ? 0.0 : double(result.framesCounted) / rate;
+    recording->durationMs = CaptureSource::toCount(seconds * 1000.0);
+    writeConsole(QStringLiteral("Record finished ") + QString::number(seconds, 'g', 6) + QLatin1Char('s'));
+    closeSidecars(*recording);
+    qDebug() << "RECORDER: Record finished";
+
+    if (recording->isRemoved) {
+        askForSound(*recording, false);
+        discard(*recording);
+        return false;
+    }
+    checkTempFile(*recording);
+    const bool isCut = recording->cut && cutTempFile(*recording);
+    askForSound(*recording, isCut);
+    return copyFile(recording);
+}
+
+void VideoRecorder::askForSound(Recording &recording, bool isCut)
+{
+    SoundMaker maker;
+    {
+        const QMutexLocker locker(&mutex);
+        maker = recording.soundMaker ? recording.soundMaker : soundMaker;
+    }
+    if (!maker)
         return;
     SoundRequest request;
-    request.audioPath = delivery.tempFile->audioPath();
-    request.destination = delivery.path;
-    request.isRemoved = delivery.remove;
-    request.isCopied =
-        !UseFFMPEGOptimization || !ffmpegQueue || SameFile::isSamePath(delivery.tempFilePath, delivery.path);
+    request.audioPath = recording.tempFile->audioPath();
+    request.destination = recording.path;
+    request.isRemoved = recording.isRemoved;
+    request.isCopied = !UseFFMPEGOptimization || !ffmpegQueue || recording.isDestinationTaken
+        || SameFile::isSamePath(recording.tempFilePath, recording.path);
     if (isCut)
-        request.cut = delivery.cutInterval;
-    maker(request);
+        request.cut = recording.cut;
+    try {
+        maker(request);
+    } catch (...) {
+        qWarning() << "VIDEORECORDER: the sound maker ended with an exception, the video has no sound";
+    }
 }
 
-void VideoRecorder::deliver(Delivery &delivery)
+bool VideoRecorder::copyFile(const std::shared_ptr<Recording> &recording)
 {
-    const QString &source = delivery.tempFilePath;
-    if (SameFile::isSamePath(source, delivery.path))
-        return;
+    RecordingResult &result = recording->result;
+    const QString source = recording->tempFilePath;
+    const QString &path = recording->path;
+    result.outcome = RecordingResult::Delivered;
+    result.videoPath = path;
+    if (SameFile::isSamePath(source, path)) {
+        result.soundPath = existingSound(*recording, true);
+        keepSidecars(*recording);
+        if (!QFile::exists(path))
+            recording->keep(QString());
+        recording->writeResultFile();
+        return false;
+    }
+    if (recording->isDestinationTaken) {
+        result.soundPath = existingSound(*recording, false);
+        keepSidecars(*recording);
+        recording->keep(tr("Another recording lies at %1; this one stays in %2.").arg(path, source));
+        writeConsole(QStringLiteral("Another recording lies at %1, this one stays in %2").arg(path, source));
+        recording->writeResultFile();
+        return false;
+    }
     if (UseFFMPEGOptimization && ffmpegQueue) {
         writeConsole(QStringLiteral("Tempfile FFMPEG ") + sizeAndPath(source));
-        writeConsole(QStringLiteral("Destfile FFMPEG ") + sizeAndPath(delivery.path));
+        writeConsole(QStringLiteral("Destfile FFMPEG ") + sizeAndPath(path));
         if (!ffmpegQueue->isWorking())
             ffmpegQueue->initAndStart();
-        const QString audio = delivery.tempFile->audioPath();
+        const QString audio = recording->tempFile->audioPath();
         const bool withAudio = QFile::exists(audio);
         qDebug() << "JOB" << source << audio << withAudio;
-        delivery.ticket =
-            ffmpegQueue->notifier()->appendJob({source, withAudio ? audio : QString(), delivery.path,
-                                                   withAudio ? JoinVideoAndAudio : Convert, {}},
-                delivery.tempFile);
-    } else {
-        writeConsole(QStringLiteral("Tempfile ") + sizeAndPath(source));
-        writeConsole(QStringLiteral("Destfile ") + sizeAndPath(delivery.path));
-        if (QFile::copy(source, delivery.path))
-            QFile::remove(source);
-        else if (QFile::exists(source))
-            writeConsole(QStringLiteral("The recording cannot be copied to %1, it stays in %2")
-                             .arg(delivery.path, source));
+        FFMpegJob job{
+            source, withAudio ? audio : QString(), path, withAudio ? JoinVideoAndAudio : Convert, {}};
+        {
+            const QMutexLocker locker(&mutex);
+            job.delivery = delivery;
+        }
+        result.soundPath = job.audio;
+        deliverSidecars(*recording);
+        RecordingDeliveries::instance().queueJob(recording, job, *ffmpegQueue, link);
+        return true;
     }
-    deliverLog(delivery);
+    writeConsole(QStringLiteral("Tempfile ") + sizeAndPath(source));
+    writeConsole(QStringLiteral("Destfile ") + sizeAndPath(path));
+    result.soundPath = existingSound(*recording, true);
+    if (!moveFile(source, path)) {
+        if (QFile::exists(source))
+            writeConsole(
+                QStringLiteral("The recording cannot be copied to %1, it stays in %2").arg(path, source));
+        recording->keep(tr("The recording cannot be copied to %1; it stays in %2.").arg(path, source));
+    }
+    deliverSidecars(*recording);
+    recording->writeResultFile();
+    return false;
 }
 
-void VideoRecorder::deliverLog(const Delivery &delivery)
+// What the queue has told since the last pass.
+void VideoRecorder::announceEnds()
 {
-    if (delivery.logPath.isEmpty() || !QFile::exists(delivery.tempLogPath))
+    if (!link->takeNews())
         return;
-    // The log of the older video of that name, which was removed at the start.
-    QFile::remove(delivery.logPath);
-    if (QFile::copy(delivery.tempLogPath, delivery.logPath)) {
-        QFile::remove(delivery.tempLogPath);
-        return;
-    }
-    writeConsole(QStringLiteral("The frame time log cannot be copied to %1, it stays in %2")
-                     .arg(delivery.logPath, delivery.tempLogPath));
+    RecordingDeliveries &deliveries = RecordingDeliveries::instance();
+    for (const auto &[result, isFirst] : deliveries.takeResults(*link))
+        tellResult(result, isFirst);
+    for (const RecordingDeliveries::Ended &ended : deliveries.takeAnnounced(*link))
+        tellEnd(ended.result, ended.durationMs);
 }
 
-void VideoRecorder::announceEnd(const Delivery &delivery, int durationMs)
+void VideoRecorder::tellResult(const RecordingResult &result, bool isFirst)
 {
-    FFMpegQueue *const queue = ffmpegQueue;
-    FFMpegQueueNotifier *const jobs = queue->notifier();
-    const quint64 ticket = delivery.ticket;
-    auto *const watcher = new QObject; // on this thread
-    endWatchers.erase(std::remove(endWatchers.begin(), endWatchers.end(), nullptr), endWatchers.end());
-    endWatchers.emplace_back(watcher);
+    Q_EMIT jobNotifier->ended(result);
+    pendingResults -= isFirst;
+}
 
-    // All handlers run on this thread, between passes. Deleting the watcher ends its connections and pending
-    // calls.
-    const auto announce = [this, watcher, durationMs, path = delivery.path] {
-        tellEnd(path, durationMs);
-        delete watcher;
-    };
-    connect(jobs, &FFMpegQueueNotifier::jobOver, watcher,
-        [queue, jobs, ticket, announce, source = delivery.tempFilePath](
-            quint64 over, const FFMpegJobVerdict &verdict) {
-            if (over == ticket && verdict.outcome == FFMpegJobVerdict::Cancelled) {
-                writeConsole(QStringLiteral("The job was cancelled, the recording stays in %1").arg(source));
-            } else if (over == ticket && verdict.outcome == FFMpegJobVerdict::Failed) {
-                writeConsole(QStringLiteral("ffmpeg failed with exit code %1, the recording stays in %2")
-                                 .arg(verdict.exitCode)
-                                 .arg(source));
-            }
-            // For a job that has not run no jobFinished() follows.
-            const bool hasRun = verdict.outcome == FFMpegJobVerdict::Done
-                || verdict.outcome == FFMpegJobVerdict::Failed
-                || (verdict.outcome == FFMpegJobVerdict::Cancelled && verdict.exitCode != -1);
-            if (!hasRun && (over == ticket || (queue->jobsCount() == 0 && !jobs->isPending(ticket))))
-                announce();
-        });
-    connect(queue, &FFMpegQueue::jobFinished, watcher, [jobs, ticket, announce](int jobsLeft) {
-        // An end that was told before our job was appended is none of ours.
-        if (jobsLeft == 0 && !jobs->isPending(ticket))
-            announce();
-    });
-    // The job may have come to its end before the connections stood.
-    if (!jobs->isPending(ticket))
-        QMetaObject::invokeMethod(watcher, announce, Qt::QueuedConnection);
+void VideoRecorder::tellEnd(const RecordingResult &result, int durationMs)
+{
+    link->setLast(result);
+    --pendingFinishes;
+    Q_EMIT recordFinished(result.destination, durationMs);
 }

@@ -16,6 +16,8 @@ public:
         VideoRecorder::setTempFolder(temp.path());
         VideoRecorder::UseFFMPEGOptimization = false;
         GlobalConsole::setSink([this](const QString &text, const QDateTime &) {
+            if (onLine)
+                onLine(text);
             const QMutexLocker locker(&mutex);
             lines << text;
         });
@@ -48,8 +50,16 @@ public:
         return QTest::qWaitFor([&] { return recorder.getFrameCount() >= frameCount; }, 20'000);
     }
 
+    /** Leaves a file with \a bytes in the temporary folder. */
+    bool leave(const char *name, const QByteArray &bytes) const
+    {
+        QFile file(inTemp(name));
+        return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size();
+    }
+
     QTemporaryDir folder;
     QTemporaryDir temp;
+    std::function<void(const QString &)> onLine; // gets each console line, on the writing thread
 
 private:
     QMutex mutex;

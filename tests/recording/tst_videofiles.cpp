@@ -50,6 +50,10 @@ private Q_SLOTS:
         QCOMPARE(frame.at<cv::Vec3b>(0, 0), expected);
         cv::Mat empty;
         QVERIFY(!VideoRecorder::prepareFrame(empty, {64, 48}));
+        cv::Mat step = (cv::Mat_<uchar>(1, 2) << 0, 200);
+        QVERIFY(VideoRecorder::prepareFrame(step, {8, 1}));
+        const uchar between = step.at<cv::Vec3b>(0, 4)[0]; // scaled smoothly
+        QVERIFY(between > 20 && between < 180);
     }
 
     void cutKeepsTheNamedFramesInTheirOrder_data()

@@ -1,6 +1,8 @@
 #include "ffmpeg/ffmpegqueue.h"
 #include "recorderfixture.h"
 #include "recording/frametimelogreader.h"
+#include "recording/recordingnotifier_p.h"
+#include "recording/recordingresult.h"
 #include "support/programs.h"
 
 #include <QStorageInfo>
@@ -79,12 +81,15 @@ private Q_SLOTS:
     {
         VideoRecorder recorder(QString(), 50.0);
         recorder.useFrameLog = true;
+        recorder.useFrameList = true;
         QVERIFY(fixture->record(recorder, fixture->out()));
+        QVERIFY(fixture->leave("take.wav", "would be joined to the next recording"));
         recorder.stopRecord(true);
         QVERIFY(finished(recorder));
         QCOMPARE(fixture->tempEntries(), QStringList());
         QVERIFY(QDir(fixture->folder.path()).isEmpty());
         QVERIFY(fixture->consoleHas(QStringLiteral("Record removed")));
+        QCOMPARE(recorder.lastResult().outcome, RecordingResult::Discarded);
     }
 
     void videoAndLogArriveAndAreAnnouncedOnceByTheWorker_data()
@@ -100,27 +105,47 @@ private Q_SLOTS:
         VideoRecorder::UseFFMPEGOptimization = delivery == Delivery::Ffmpeg;
         VideoRecorder recorder(QString(), 50.0);
         recorder.useFrameLog = true;
+        recorder.useFrameList = true;
+        recorder.useResultFile = true;
         QFile oldLog(fixture->out("take.log"));
-        QVERIFY(oldLog.open(QIODevice::WriteOnly));
+        QVERIFY(oldLog.open(QIODevice::WriteOnly) && oldLog.write(QByteArray("\0\0\1\1old", 7)) == 7);
+        oldLog.close();
+        QStringList order; // the worker's
+        const auto note = [&](const char *what) {
+            order << QLatin1String(what);
+            if (recorder.isSavingFile())
+                order << QStringLiteral("saving");
+        };
+        fixture->onLine = [&](const QString &line) {
+            if (line.startsWith(QStringLiteral("Destfile")))
+                note("deliver");
+        };
         QThread *thread = nullptr;
-        connect(
-            &recorder, &VideoRecorder::recordFinished, &recorder, [&] { thread = QThread::currentThread(); },
-            Qt::DirectConnection);
+        RecordingResult result;
         bool existed = false;
-        bool saving = true;
+        connect(
+            &recorder, &VideoRecorder::recordPrepareToFinish, &recorder, [&] { note("prepare"); },
+            Qt::DirectConnection);
+        connect(
+            recorder.notifier(), &RecordingNotifier::ended, &recorder, [&] { note("ended"); },
+            Qt::DirectConnection);
         connect(
             &recorder, &VideoRecorder::recordFinished, &recorder,
             [&](const QString &file) {
+                note("finished");
+                thread = QThread::currentThread();
                 existed = QFile::exists(file);
-                saving = recorder.isSavingFile();
+                result = recorder.lastResult();
             },
             Qt::DirectConnection);
         QVERIFY(fixture->record(recorder, fixture->out()));
         recorder.stopRecord();
         QVERIFY(!recorder.getIsRecording());
         const QList<QVariant> told = finished(recorder).value_or(QList<QVariant>());
+        fixture->onLine = {};
+        QCOMPARE(order.join(QLatin1Char(' ')), QStringLiteral("prepare deliver saving ended finished"));
         QCOMPARE(told.value(0).toString(), fixture->out());
-        QVERIFY(existed && !saving);
+        QVERIFY(existed);
         QCOMPARE(thread, &recorder);
         const int frameCount = frames::numbersIn(fixture->out()).size();
         QCOMPARE(told.value(1).toInt(), frameCount * 20);
@@ -129,6 +154,115 @@ private Q_SLOTS:
         QCOMPARE(log.count(), frameCount);
         QCOMPARE(fixture->tempEntries(), QStringList());
         QCOMPARE(recorder.getFrameCount(), 0);
+
+        QCOMPARE(result.outcome, RecordingResult::Delivered);
+        QVERIFY2(result.isWhole && result.reason.isEmpty(), qPrintable(result.reason));
+        QCOMPARE(result.videoPath, fixture->out());
+        QCOMPARE(result.logPath, fixture->out("take.log"));
+        QCOMPARE(result.framesPath, fixture->out("take.frames.csv"));
+        QCOMPARE(int(result.framesCounted), frameCount);
+        QCOMPARE(int(result.framesFound), frameCount);
+        QCOMPARE(result.job.has_value(), delivery == Delivery::Ffmpeg);
+        QVERIFY(qAbs(result.startedAt.secsTo(QDateTime::currentDateTimeUtc())) < 60 && result.startedUs > 0);
+        QFile json(fixture->out("take.json"));
+        QVERIFY(json.open(QIODevice::ReadOnly));
+        const QJsonObject written = QJsonDocument::fromJson(json.readAll()).object();
+        QCOMPARE(written.value(QStringLiteral("outcome")).toString(), QStringLiteral("delivered"));
+        QCOMPARE(written.value(QStringLiteral("framesCounted")).toInt(), frameCount);
+        QFile list(fixture->out("take.frames.csv"));
+        QVERIFY(list.open(QIODevice::ReadOnly));
+        QCOMPARE(list.readAll().count('\n'), frameCount + 1);
+    }
+
+    void filesOfOthersAtTheDestinationStay()
+    {
+        QFile notes(fixture->out("take.log"));
+        QVERIFY(notes.open(QIODevice::WriteOnly) && notes.write("rat 7, left paw") > 0);
+        notes.close();
+        QVERIFY(QFile::copy(notes.fileName(), fixture->out("take.json")));
+        VideoRecorder recorder(QString(), 50.0);
+        recorder.useFrameLog = true;
+        recorder.useResultFile = true;
+        QVERIFY(fixture->record(recorder, fixture->out()));
+        QVERIFY(recorder.finishAndWait(20'000));
+        QCOMPARE(recorder.lastResult().logPath, fixture->inTemp("take.log"));
+        QCOMPARE(recorder.lastResult().videoPath, fixture->out());
+        QCOMPARE(notes.size(), qint64(15));
+        QCOMPARE(QFileInfo(fixture->out("take.json")).size(), qint64(15));
+
+        // And the video of another recorder that grows there.
+        VideoRecorder other(QString(), 50.0);
+        QVERIFY(fixture->record(recorder, fixture->inTemp("grows.avi"), 3, 1));
+        QVERIFY(fixture->record(other, fixture->inTemp("grows.avi"), 3, 2));
+        QVERIFY(other.finishAndWait(20'000) && recorder.finishAndWait(20'000));
+        QCOMPARE(frames::numbersIn(fixture->inTemp("grows.avi")).value(2), 1);
+        QCOMPARE(other.lastResult().outcome, RecordingResult::KeptInTemporaryFolder);
+        QCOMPARE(frames::numbersIn(other.lastResult().videoPath).value(2), 2);
+    }
+
+    void destructorFinishesWhatWasStopped_data()
+    {
+        QTest::addColumn<Delivery>("delivery");
+        QTest::newRow("copy") << Delivery::Copy;
+        QTest::newRow("ffmpeg") << Delivery::Ffmpeg;
+    }
+
+    void destructorFinishesWhatWasStopped()
+    {
+        QFETCH(Delivery, delivery);
+        VideoRecorder::UseFFMPEGOptimization = delivery == Delivery::Ffmpeg;
+        for (int round = 0; round < (delivery == Delivery::Copy ? 20 : 2); ++round) {
+            {
+                VideoRecorder recorder(QString(), 50.0);
+                recorder.useFrameLog = true;
+                QVERIFY(fixture->record(recorder, fixture->out(), 3));
+                recorder.stopRecord();
+            }
+            QVERIFY(VideoRecorder::waitForDeliveries(20'000));
+            QVERIFY(frames::numbersIn(fixture->out()).size() >= 3);
+            QVERIFY(QFile::exists(fixture->out("take.log")));
+            QCOMPARE(fixture->tempEntries(), QStringList());
+        }
+        QVERIFY(!fixture->consoleHas(QStringLiteral("was not stopped")));
+    }
+
+    void waitingDeliversEventsAndEndsInTime()
+    {
+        VideoRecorder::UseFFMPEGOptimization = true;
+        VideoRecorder recorder(QString(), 50.0);
+        QVERIFY(fixture->record(recorder, fixture->out()));
+        int ticks = 0;
+        QTimer timer;
+        connect(&timer, &QTimer::timeout, this, [&] { ++ticks; });
+        timer.start(1);
+        QVERIFY(!recorder.finishAndWait(0)); // stops, and has no time
+        QVERIFY(!recorder.getIsRecording());
+        QVERIFY(recorder.finishAndWait(20'000));
+        QVERIFY(ticks > 0);
+        QCOMPARE(recorder.lastResult().outcome, RecordingResult::Delivered);
+        QCOMPARE(VideoRecorder::pendingDeliveries(), 0);
+
+        QVERIFY(fixture->record(recorder, fixture->out("other.avi")));
+        bool arrived = false;
+        const std::unique_ptr<QThread> waiting(QThread::create(
+            [&] { arrived = recorder.finishAndWait(20'000) && QFile::exists(fixture->out("other.avi")); }));
+        waiting->start();
+        QVERIFY(waiting->wait(30'000) && arrived);
+    }
+
+    void soundMakerCannotHoldTheFinish()
+    {
+        VideoRecorder::UseFFMPEGOptimization = true;
+        VideoRecorder recorder(QString(), 50.0);
+        QVERIFY(recorder.setSoundMaker([](const VideoRecorder::SoundRequest &) { throw 1; }));
+        QVERIFY(!recorder.setSoundMaker([](const VideoRecorder::SoundRequest &) {}));
+        QVERIFY(fixture->consoleHas(QStringLiteral("another one is refused")));
+        QVERIFY(fixture->record(recorder, fixture->out()));
+        recorder.setSoundMaker({}); // the recording keeps its maker
+        recorder.stopRecord();
+        QVERIFY(finished(recorder));
+        QVERIFY(!recorder.isSavingFile() && !recorder.isFinishPending());
+        QVERIFY(frames::numbersIn(fixture->out()).size() >= 5);
     }
 
     void cutKeepsWhatItCan_data()
@@ -159,6 +293,10 @@ private Q_SLOTS:
         const int found = frames::numbersIn(path).size();
         QVERIFY2(kept < 0 ? found >= 6 : found == kept, qPrintable(QString::number(found)));
         QCOMPARE(fixture->tempEntries(), QStringList());
+        const RecordingResult result = recorder.lastResult();
+        QCOMPARE(int(result.framesCounted), found);
+        QCOMPARE(result.logShift, kept < 0 ? quint64(0) : quint64(interval.first));
+        QVERIFY(result.isWhole);
     }
 
     void destinationInTheTemporaryFolderStaysInPlace()
@@ -236,6 +374,10 @@ private Q_SLOTS:
         QTRY_VERIFY(fixture->consoleHas(line));
         if (kept)
             QVERIFY(fixture->consoleHas(fixture->inTemp("take.avi")));
+        const RecordingResult result = recorder.lastResult();
+        QCOMPARE(result.outcome, kept ? RecordingResult::KeptInTemporaryFolder : RecordingResult::Empty);
+        QCOMPARE(result.videoPath, kept ? fixture->inTemp("take.avi") : QString());
+        QVERIFY(!result.reason.isEmpty() && result.isWhole == kept);
 
         // And the recorder goes on: the next one of the name keeps the old video beside it.
         path.reset();
@@ -268,6 +410,8 @@ private Q_SLOTS:
         umount2(disk.constData(), MNT_DETACH);
         QVERIFY(filled && ended);
         QVERIFY(!kept.isEmpty());
+        QVERIFY(!recorder.lastResult().isWhole && !recorder.lastResult().reason.isEmpty());
+        QCOMPARE(recorder.lastResult().framesFound, qint64(kept.size()));
         QVERIFY(fixture->consoleHas(QStringLiteral("is not whole (disk full?)")));
 #else
         QSKIP("needs a file system of a chosen size");
@@ -287,8 +431,10 @@ private Q_SLOTS:
         VideoRecorder recorder(QString(), 50.0);
         QSignalSpy ends(&recorder, &VideoRecorder::recordFinished);
         for (int round = 0; round < 10; ++round) {
+            recorder.setFramerate(50.0);
             QVERIFY(fixture->record(recorder, fixture->out("first.avi"), 5, 1));
             recorder.stopRecord(removeFirst);
+            recorder.setFramerate(100.0);
             recorder.startRecord(fixture->out("second.avi"));
             recorder.setFrame(frames::numbered(2, {640, 480}));
             QTRY_VERIFY(recorder.getFrameCount() >= 3);
@@ -296,8 +442,9 @@ private Q_SLOTS:
             QTRY_COMPARE(ends.count(), 2 * (round + 1));
             QCOMPARE(ends[2 * round][0].toString(), fixture->out("first.avi"));
             if (!removeFirst) {
-                QVERIFY(ends[2 * round][1].toInt() >= 5 * 20);
-                QCOMPARE(frames::numbersIn(fixture->out("first.avi")).value(0), 1);
+                const QVector<int> numbers = frames::numbersIn(fixture->out("first.avi"));
+                QCOMPARE(ends[2 * round][1].toInt(), numbers.size() * 20); // at its own rate
+                QCOMPARE(numbers.value(0), 1);
             }
             QCOMPARE(QFile::exists(fixture->out("first.avi")), !removeFirst);
             QCOMPARE(frames::numbersIn(fixture->out("second.avi")).value(0), 2);
@@ -323,11 +470,22 @@ private Q_SLOTS:
         QStringList expected;
         std::vector<std::unique_ptr<VideoRecorder>> recorders;
         std::atomic<int> ended{0};
+        std::atomic<int> early{0}; // results that did not wait for the queue
+        bool together = true;
         for (int i = 0; i < count; ++i) {
             recorders.push_back(std::make_unique<VideoRecorder>(QString(), 100.0));
             VideoRecorder &recorder = *recorders.back();
             connect(
-                &recorder, &VideoRecorder::recordFinished, this, [&] { ++ended; }, Qt::DirectConnection);
+                &recorder, &VideoRecorder::recordFinished, this,
+                [&] {
+                    const QMutexLocker locker(&orderMutex);
+                    together = together && order.size() == count;
+                    ++ended;
+                },
+                Qt::DirectConnection);
+            connect(
+                recorder.notifier(), &RecordingNotifier::ended, this,
+                [&] { early += VideoRecorder::ffmpegQueue->jobsCount() > 0; }, Qt::DirectConnection);
             // All have one name, in a folder each.
             expected << fixture->out("sub") + QStringLiteral("%1/take.avi").arg(i);
             QVERIFY(fixture->record(recorder, expected.last(), 2, i + 1));
@@ -344,6 +502,7 @@ private Q_SLOTS:
         QTRY_COMPARE_WITH_TIMEOUT(ended.load(), count + 1, 5'000 + count * 3'000);
         disconnect(watch);
         QCOMPARE(order, expected);
+        QVERIFY(together && early > 0);
         for (int i = 0; i < count; ++i)
             QCOMPARE(frames::numbersIn(expected[i]).value(0), i + 1);
         QTRY_COMPARE(fixture->tempEntries(), QStringList());

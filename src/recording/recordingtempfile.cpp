@@ -102,13 +102,16 @@ std::shared_ptr<RecordingTempFile> RecordingTempFile::claim(const QString &desti
 bool RecordingTempFile::tryClaim()
 {
     const QString base = folder + baseName;
-    for (const QString &other : videoSuffixes()) {
-        // Its log has the name that ours would have.
-        if (other.compare(suffix, Qt::CaseInsensitive) != 0 && isThere(base + other))
-            return false;
-    }
+    bool hasData = false;
     for (const QString &ending : companionSuffixes() + QStringList(suffix)) {
-        if (isThere(base + ending) && !isOwnFile(base + ending))
+        const bool isUsed = isThere(base + ending);
+        if (isUsed && !isOwnFile(base + ending))
+            return false;
+        hasData |= isUsed && ending != soundSuffix() && ending != suffix;
+    }
+    for (const QString &other : videoSuffixes()) {
+        // The log is that of the other video.
+        if (hasData && other.compare(suffix, Qt::CaseInsensitive) != 0 && isThere(base + other))
             return false;
     }
     if (FileInUse::isReadByChild(videoPath()))

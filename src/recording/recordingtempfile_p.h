@@ -29,9 +29,10 @@ public:
      *
      * A destination whose suffix cannot hold Motion-JPEG that reads back is recorded into an ".avi" file.
      *
-     * Passes over names with a symbolic link, with a file of another user, with a video of another suffix or
-     * with a video that an `ffmpeg` child still reads. Where no lock file can be made, as on a full disk, it
-     * takes a name that no file has and writes a console line.
+     * Passes over names with a symbolic link, with a file of another user, with a log, a list of
+     * frames or a result of a video of another suffix, or with a video that an `ffmpeg` child still reads.
+     * Where no lock file can be made, as on a full disk, it takes a name that no file has and writes a
+     * console line.
      */
     static std::shared_ptr<RecordingTempFile> claim(const QString &destination);
 

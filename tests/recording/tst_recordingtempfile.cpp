@@ -72,7 +72,8 @@ private Q_SLOTS:
         row("link", "take.avi", "link", "take_2.avi"); // a writer would follow it
         row("linked list", "take.frames.csv", "link", "take_2.avi");
         row("stranger's log", "take.log", "stranger", "take_2.avi");
-        row("other suffix", "take.mkv", "own", "take_2.avi"); // its log has the same name
+        row("other suffix", "take.mkv", "own", "take.avi");
+        row("other suffix with a log", "take.mkv", "with a log", "take_2.avi");
         row("child reads it", "take.avi", "read", "take_2.avi");
         row("lock of a dead namesake", "take.lock", "lock", "take.avi");
     }
@@ -87,6 +88,7 @@ private Q_SLOTS:
             QVERIFY(QFile::link(in("nowhere"), path));
         else
             QVERIFY(place(file));
+        QVERIFY(kind != QLatin1String("with a log") || place(QStringLiteral("take.log")));
         if (kind == QLatin1String("stranger") && !giveAway(path))
             QSKIP("only root can give files away");
         QFile held(path);

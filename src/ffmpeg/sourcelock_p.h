@@ -1,9 +1,16 @@
 #pragma once
 
 #include <QDateTime>
+#include <QFile>
 #include <QFileInfo>
 #include <QLockFile>
 #include <QString>
+
+#ifdef Q_OS_UNIX
+#include <sys/file.h>
+
+#include <cerrno>
+#endif
 
 #include <memory>
 
@@ -50,12 +57,25 @@ inline std::unique_ptr<QLockFile> take(const QString &videoPath, bool &isHeld)
     return lock;
 }
 
-/** True while somebody holds the lock for \a videoPath, in this process or in another one. */
+/** True while somebody holds the lock for \a videoPath, in this process or in another one. A lock file that a
+ * dead owner has left stays. */
 inline bool isHeld(const QString &videoPath)
 {
+    const QString path = pathFor(videoPath);
+    if (!QFileInfo::exists(path))
+        return false;
+#ifdef Q_OS_UNIX
+    QFile file(path);
+    if (file.open(QIODevice::ReadOnly)) {
+        if (flock(file.handle(), LOCK_EX | LOCK_NB) == 0)
+            return false;
+        if (errno == EWOULDBLOCK)
+            return true;
+    }
+#endif
+    // Without such locks, only taking it tells.
     bool isHeldByOthers = false;
-    if (QFileInfo::exists(pathFor(videoPath)))
-        take(videoPath, isHeldByOthers);
+    take(videoPath, isHeldByOthers);
     return isHeldByOthers;
 }
 

@@ -742,6 +742,37 @@
     </message>
     <message>
         <source>%1 s</source>
+    <name>RecordingRecovery</name>
+    <message>
+        <source>The operation was cancelled.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The sound cannot be joined, it lies beside the video.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The new video holds %1 of %2 frames.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The recording %1 holds no frame.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 cannot be written.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The file %1 exists already.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The recording %1 is in use.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The file %1 cannot be removed.</source>
         <translation type="unfinished"></translation>
     </message>
 </context>

@@ -745,6 +745,38 @@
     <message>
         <source>%1 s</source>
         <translation>%1 с</translation>
+    <name>RecordingRecovery</name>
+    <message>
+        <source>The operation was cancelled.</source>
+        <translation>Операция отменена.</translation>
+    </message>
+    <message>
+        <source>The sound cannot be joined, it lies beside the video.</source>
+        <translation>Не удалось добавить звук в видео, он лежит рядом с ним.</translation>
+    </message>
+    <message>
+        <source>The new video holds %1 of %2 frames.</source>
+        <translation>В новом видео %1 из %2 кадров.</translation>
+    </message>
+    <message>
+        <source>The recording %1 holds no frame.</source>
+        <translation>В записи %1 нет ни одного кадра.</translation>
+    </message>
+    <message>
+        <source>%1 cannot be written.</source>
+        <translation>Не удалось записать %1.</translation>
+    </message>
+    <message>
+        <source>The file %1 exists already.</source>
+        <translation>Файл %1 уже существует.</translation>
+    </message>
+    <message>
+        <source>The recording %1 is in use.</source>
+        <translation>Запись %1 используется.</translation>
+    </message>
+    <message>
+        <source>The file %1 cannot be removed.</source>
+        <translation>Не удалось удалить файл %1.</translation>
     </message>
 </context>
 <context>

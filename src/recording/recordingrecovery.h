@@ -12,16 +12,21 @@
 
 #include <functional>
 
+class RecordingRecoveryJob;
+
 /**
  * Finds recordings that a program has left in the temporary folders, and delivers them.
  *
- *     for (const RecordingRecovery::Set &set : RecordingRecovery::list())
- *         RecordingRecovery::deliver(set, videos.filePath(set.name + ".mkv"));
+ *     for (const RecordingRecovery::Set &set : RecordingRecovery::list()) {
+ *         RecordingRecoveryJob *job = RecordingRecovery::deliverAsync(set, videos.filePath(set.name +
+ * ".mkv"), this); connect(job, &RecordingRecoveryJob::finished, this, &Window::showRecovered); connect(job,
+ * &RecordingRecoveryJob::finished, job, &QObject::deleteLater);
+ *     }
  *
  * A recording stays in a temporary folder where its program was killed or crashed, or where it could not be
  * delivered. list() is cheap and changes nothing. The other functions work for as long as it takes to read
  * the video, hold the lock file of the set meanwhile, so that neither a recorder nor another program takes
- * it, and refuse a set that is in use.
+ * it, and refuse a set that is in use. The `...Async` forms do the same on a thread pool.
  *
  * \thread Any, also side by side.
  */
@@ -111,6 +116,18 @@ public:
 
     /** Deletes all files of the set. */
     static Result remove(const Set &set);
+
+    /**
+     * The same on a thread pool.
+     *
+     * \thread One that delivers events.
+     * \ownership The parent's or the caller's.
+     */
+    static RecordingRecoveryJob *inspectAsync(const Set &set, QObject *parent = nullptr);
+    static RecordingRecoveryJob *repairAsync(const Set &set, QObject *parent = nullptr);
+    static RecordingRecoveryJob *deliverAsync(
+        const Set &set, const QString &destination, QObject *parent = nullptr);
+    static RecordingRecoveryJob *removeAsync(const Set &set, QObject *parent = nullptr);
 };
 Q_DECLARE_METATYPE(RecordingRecovery::Set)
 Q_DECLARE_METATYPE(RecordingRecovery::Result)

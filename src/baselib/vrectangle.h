@@ -14,8 +14,9 @@
  *     UIHelper::InsertToWidget(stopButton, square);
  *
  * The colour is named, or that of the palette's texts. A named colour that would be lost on the background of
- * the palette (a contrast below 3:1), such as black in a dark theme, gives way to the colour of texts, and so
- * does every colour while the widget is disabled. The edges are sharp at any scale factor.
+ * the palette (a contrast below 3:1) gets lighter, such as red in a dark theme. Black and other colours
+ * without a hue give way to the colour of texts, and so does every colour while the widget is disabled. The
+ * edges are sharp at any scale factor.
  *
  * \thread GUI thread.
  */

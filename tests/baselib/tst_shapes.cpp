@@ -45,6 +45,7 @@ private Q_SLOTS:
         QTest::newRow("white") << "#ffffff" << light << text;
         QTest::newRow("red") << "red" << light << QColor(Qt::red);
         QTest::newRow("red in the dark") << "red" << dark << QColor(Qt::red);
+        QTest::newRow("red, not so dark") << "red" << 0xff44475aU << QColor(0xff, 0x5c, 0x5c);
         QTest::newRow("none") << "" << dark << text;
         QTest::newRow("no color") << "no color" << light << text;
     }

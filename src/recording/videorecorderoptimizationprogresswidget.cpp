@@ -38,7 +38,8 @@ VideoRecorderOptimizationProgressWidget::VideoRecorderOptimizationProgressWidget
         return;
 
     const auto started = [this](int count) {
-        setFormat(tr(preparing) + QStringLiteral(" (1/%1): %p%").arg(count));
+        jobs = count;
+        showJobs();
         setValue(0);
         show();
     };
@@ -88,8 +89,23 @@ void VideoRecorderOptimizationProgressWidget::showMenu(const QPoint &position)
     menu->popup(mapToGlobal(position));
 }
 
+void VideoRecorderOptimizationProgressWidget::setTranslated(bool value)
+{
+    translated = value;
+    showJobs();
+}
+
+void VideoRecorderOptimizationProgressWidget::showJobs()
+{
+    if (jobs == 0)
+        return;
+    const QString text = translated ? tr("Preparing video") : tr(preparing);
+    setFormat(text + QStringLiteral(" (1/%1): %p%").arg(jobs));
+}
+
 void VideoRecorderOptimizationProgressWidget::retranslate()
 {
+    showJobs();
     setAccessibleName(tr("Preparation of videos"));
     setToolTip(tr("Recorded videos are being prepared; the context menu cancels that"));
 }

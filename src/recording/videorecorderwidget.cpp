@@ -5,8 +5,10 @@
 #include "baselib/vellipse.h"
 #include "baselib/vrectangle.h"
 #include "image/eventwatch_p.h"
+#include "recording/recordingwatch.h"
 #include "recording/videorecorder.h"
 
+#include <QAccessible>
 #include <QCoreApplication>
 #include <QDebug>
 #include <QEventLoop>
@@ -19,12 +21,14 @@
 namespace {
 
 constexpr int slowest = 1; // Hz
-constexpr int fastest = 30; // Hz
+constexpr int fastest = 30; // Hz, unless set otherwise
+constexpr int highestMaximum = 240; // Hz
 constexpr int buttonSide = 24;
 constexpr int discSide = 16;
 constexpr int squareSide = 14;
 constexpr int finishLookMs = 100;
 constexpr int lookMs = 250;
+constexpr int warningMargin = 3;
 
 QPushButton *shapeButton(QWidget *shape)
 {
@@ -41,6 +45,20 @@ void describe(QWidget *widget, const QString &text)
 {
     widget->setToolTip(text);
     widget->setAccessibleName(text);
+}
+
+int shownRate(double frameRate)
+{
+    return qRound(qBound(double(slowest), frameRate, double(highestMaximum)));
+}
+
+// On a ground of its own, so that it is seen on every palette.
+void colorWarning(QLabel *label, bool isSerious)
+{
+    QPalette colors = label->palette();
+    colors.setColor(QPalette::Window, isSerious ? QColor(0xb7, 0x1c, 0x1c) : QColor(0xff, 0xb3, 0x00));
+    colors.setColor(QPalette::WindowText, isSerious ? Qt::white : Qt::black);
+    label->setPalette(colors);
 }
 
 QString hertz()
@@ -100,6 +118,73 @@ void VideoRecorderWidget::showMilliseconds(bool value)
     m_showMilliseconds = value;
 }
 
+void VideoRecorderWidget::setTakesRecorderRate(bool value)
+{
+    takesRecorderRate = value;
+    takeRecorderRate();
+}
+
+void VideoRecorderWidget::takeRecorderRate()
+{
+    if (!takesRecorderRate || !recorder || !(recorder->getFrameRate() > 0.0))
+        return;
+    const int rate = shownRate(recorder->getFrameRate());
+    if (rate > frameRateSpin->maximum())
+        setMaximumFrameRate(rate);
+    setFramerate(rate);
+}
+
+void VideoRecorderWidget::setMaximumFrameRate(int value)
+{
+    {
+        const QSignalBlocker blocker(frameRateSpin);
+        frameRateSpin->setMaximum(qBound(slowest, value, highestMaximum));
+    }
+    if (frameRate > frameRateSpin->maximum())
+        setFramerate(frameRateSpin->maximum());
+}
+
+void VideoRecorderWidget::setFreeWhilePreparing(bool value)
+{
+    isFreeWhilePreparing = value;
+    if (value)
+        leaveRecordingLook();
+}
+
+void VideoRecorderWidget::setWatch(RecordingWatch *newWatch)
+{
+    if (watch)
+        disconnect(watch, nullptr, this, nullptr);
+    watch = newWatch;
+    if (watch) {
+        if (!warningLabel) {
+            warningLabel = new QLabel;
+            warningLabel->setTextFormat(Qt::PlainText);
+            warningLabel->setAutoFillBackground(true);
+            warningLabel->setMargin(warningMargin);
+            layout()->addWidget(warningLabel);
+        }
+        connect(watch, &RecordingWatch::healthChanged, this, &VideoRecorderWidget::showWarnings);
+        connect(watch, &QObject::destroyed, this, [this] { showWarnings({}); });
+    }
+    if (warningLabel)
+        showWarnings(watch ? watch->health() : RecordingHealth());
+}
+
+void VideoRecorderWidget::showWarnings(const RecordingHealth &health)
+{
+    const QString text = health.warnings.value(0);
+    const bool isNew = !text.isEmpty() && warningLabel->isHidden();
+    colorWarning(warningLabel, health.isWriterFailing || health.isEndedAtLimit);
+    warningLabel->setText(text);
+    describe(warningLabel, health.warnings.join(QLatin1Char('\n')));
+    warningLabel->setVisible(!text.isEmpty());
+    if (isNew) {
+        QAccessibleEvent alert(warningLabel, QAccessible::Alert);
+        QAccessible::updateAccessibility(&alert);
+    }
+}
+
 void VideoRecorderWidget::start()
 {
     if (!recorder || isStarting)
@@ -114,7 +199,9 @@ void VideoRecorderWidget::start()
     if (!mayStart)
         return;
 
-    recorder->setFramerate(double(frameRate));
+    // A taken rate need not be a whole number.
+    if (!takesRecorderRate || shownRate(recorder->getFrameRate()) != frameRate)
+        recorder->setFramerate(double(frameRate));
     QString name;
     Q_EMIT onSetVideoName(name);
     if (!recorder)
@@ -128,7 +215,7 @@ void VideoRecorderWidget::start()
 bool VideoRecorderWidget::waitForFormerFinish()
 {
     const QPointer<VideoRecorderWidget> self(this);
-    while (recorder && recorder->isSavingFile()) {
+    while (recorder && (recorder->isSavingFile() || (isPreparing() && isFileOpen))) {
         qDebug() << "Waiting for record to finish";
         QEventLoop loop;
         QTimer::singleShot(finishLookMs, &loop, &QEventLoop::quit);
@@ -163,6 +250,13 @@ void VideoRecorderWidget::setRecorder(VideoRecorder *newRecorder)
         const auto queued = Qt::QueuedConnection;
         connect(recorder, &VideoRecorder::recordStarted, this,
             whileBound(&VideoRecorderWidget::recordStarted), queued);
+        connect(
+            recorder, &VideoRecorder::recordPrepareToFinish, this,
+            [this, bound = binding] {
+                if (bound == binding)
+                    isFileOpen = false;
+            },
+            queued);
         connect(recorder, &VideoRecorder::recordFinished, this,
             whileBound(&VideoRecorderWidget::recordFinished), queued);
         connect(recorder, &VideoRecorder::frameCountChanged, this,
@@ -172,6 +266,8 @@ void VideoRecorderWidget::setRecorder(VideoRecorder *newRecorder)
                 setRecorder(nullptr);
         });
     }
+    isFileOpen = recorder && recorder->getIsRecording();
+    takeRecorderRate();
     rebuildUi();
     if (!recorder && !timeLabel->text().isEmpty())
         setTime();
@@ -179,7 +275,7 @@ void VideoRecorderWidget::setRecorder(VideoRecorder *newRecorder)
 
 void VideoRecorderWidget::setFramerate(int value)
 {
-    const int limited = qBound(slowest, value, fastest);
+    const int limited = qBound(slowest, value, frameRateSpin->maximum());
     {
         const QSignalBlocker blocker(frameRateSpin);
         frameRateSpin->setValue(limited);
@@ -200,6 +296,7 @@ int VideoRecorderWidget::getFrameRate()
 
 void VideoRecorderWidget::recordStarted()
 {
+    isFileOpen = true;
     rebuildUi();
     Q_EMIT started(getPath());
 }
@@ -240,15 +337,22 @@ void VideoRecorderWidget::rebuildUi()
 void VideoRecorderWidget::setTime()
 {
     const double seconds = recorder && recorder->getIsRecording() ? recorder->getDurationSeconds() : 0.0;
-    timeLabel->setText(QLatin1Char(' ') + TextHelper::TimeToText(seconds, m_showMilliseconds));
+    timeLabel->setText(QLatin1Char(' ')
+        + (isPreparing() ? tr("Preparing video") : TextHelper::TimeToText(seconds, m_showMilliseconds)));
     Q_EMIT durationChanged(float(seconds));
+}
+
+// The former video is being prepared, and the strip is free meanwhile.
+bool VideoRecorderWidget::isPreparing() const
+{
+    return isFreeWhilePreparing && recorder && !recorder->getIsRecording() && recorder->isFinishPending();
 }
 
 // A stop that comes before the first frame is never announced, and the application may stop the recorder by
 // itself.
 void VideoRecorderWidget::leaveRecordingLook()
 {
-    if (recorder && !recorder->getIsRecording() && !recorder->isFinishPending())
+    if (recorder && !recorder->getIsRecording() && (isFreeWhilePreparing || !recorder->isFinishPending()))
         rebuildUi();
     else
         describeStopButton();

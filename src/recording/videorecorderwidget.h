@@ -10,6 +10,8 @@
 class QLabel;
 class QPushButton;
 class QSpinBox;
+class RecordingWatch;
+struct RecordingHealth;
 class VideoRecorder;
 
 /**
@@ -25,14 +27,21 @@ class VideoRecorder;
  * of the stop button says so. Where no end will be announced, because no frame had come yet, it comes back at
  * once.
  *
- * The recorder may be deleted or replaced at any time. What a former one still tells is not heard.
+ * That end is told when the queue of ffmpeg jobs has run dry, so a host's own batches of jobs belong in an
+ * FFMpegQueue of their own, not in VideoRecorder::ffmpegQueue. See setFreeWhilePreparing() for recordings in
+ * a row.
+ *
+ * The recorder may be deleted or replaced at any time. The strip hears its present recorder only: signals of
+ * a former one, those on their way included, have no effect, and a recorder that is set twice gives each
+ * signal once.
  *
  * A recording that is begun here gives started() twice, from start() and when the first frame has come, and
  * stopped() twice, from stop() and when the recorder has finished; one that the application begins or ends by
  * itself gives only the second of each.
  *
- * The stop square is black and the start disc red; in a dark theme, in which black would be lost, the square
- * has the colour of the palette's texts. The tool tip of the time is the recorder's report.
+ * The stop square is black and the start disc red; in a dark theme, in which they would be lost, the square
+ * has the colour of the palette's texts and the disc a lighter red. The tool tip of the time is the
+ * recorder's report.
  *
  * \thread GUI thread.
  */
@@ -49,6 +58,34 @@ public:
 
     /** With false the time has whole seconds from its next update on. */
     void showMilliseconds(bool value);
+
+    /**
+     * With true, the strip takes the rate of its recorder, now and in setRecorder(), so a recorder of 25 Hz
+     * records at 25 Hz. Off at first: the strip's own rate counts, 15 Hz unless it was changed.
+     *
+     * The strip shows whole numbers, but a rate such as 29.97 Hz is kept until the user chooses another. A
+     * rate above the maximum raises the maximum.
+     */
+    void setTakesRecorderRate(bool value);
+
+    /** Sets the highest rate that can be chosen, in Hz, limited to 1 to 240; 30 at first. A rate above it is
+     * lowered. */
+    void setMaximumFrameRate(int value);
+
+    /**
+     * With true, the strip leaves its recording look with stop(): the start button is back, and the words
+     * "Preparing video" stand in place of the time until the video is prepared. The next recording begins as
+     * soon as the former one's temporary file is closed; start() waits for that. Off at first: the strip
+     * keeps its recording look until recordFinished().
+     *
+     * The second stopped() of a recording may then come while the next one runs; use
+     * RecordingWatch::delivered() to learn which recording has ended.
+     */
+    void setFreeWhilePreparing(bool value);
+
+    /** Shows the warnings of \a watch behind the time, as text on a coloured ground; null, as at first, for
+     * none. \ownership The caller's; it may be deleted. */
+    void setWatch(RecordingWatch *watch);
 
 Q_SIGNALS:
     /** Asks for the destination of the recording that begins: connect directly and write it into \a str. Left
@@ -79,7 +116,13 @@ public Q_SLOTS:
     /** Steers \a recorder from now on; null for none. \ownership The caller's; it may be deleted. */
     void setRecorder(VideoRecorder *recorder);
 
-    /** Sets the rate of the next recording, in Hz, limited to 1 to 30; 15 at first. */
+    /**
+     * Sets the rate of the next recording, in Hz, limited to 1 to 30 (see setMaximumFrameRate()); 15 at
+     * first.
+     *
+     * The recorder waits whole milliseconds between frames, so it writes slightly more than this: 15.15 a
+     * second at 15 Hz, 24.40 at 24 Hz, 30.29 at 30 Hz.
+     */
     void setFramerate(int frameRate);
 
     /** The recorder's path; empty without a recorder. */
@@ -100,6 +143,9 @@ private:
     void retranslate();
     void describeStopButton();
     QString reportText() const;
+    void takeRecorderRate();
+    bool isPreparing() const;
+    void showWarnings(const RecordingHealth &health);
 
     QPointer<VideoRecorder> recorder; // not owned
     QPushButton *startButton;
@@ -112,4 +158,10 @@ private:
     bool isStarting = false; // start() waits for the former finish
     int binding = 0; // counts setRecorder(), so that former recorders are told from the present one
     QTimer lookTimer; // runs in the recording look: not each stop is announced
+
+    bool takesRecorderRate = false;
+    bool isFreeWhilePreparing = false;
+    bool isFileOpen = false; // the recorder has not told that it closes the file of the latest recording
+    QPointer<RecordingWatch> watch; // not owned
+    QLabel *warningLabel = nullptr; // made with the first watch
 };

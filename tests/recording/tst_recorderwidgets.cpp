@@ -3,6 +3,7 @@
 #include "baselib/vrectangle.h"
 #include "ffmpeg/ffmpegqueue.h"
 #include "recorderfixture.h"
+#include "recording/recordingwatch.h"
 #include "recording/videorecorderoptimizationprogresswidget.h"
 #include "recording/videorecorderwidget.h"
 #include "support/fakeffmpeg.h"
@@ -32,6 +33,7 @@ public:
     QPushButton *stopButton() const { return at<QPushButton>(1); }
     QSpinBox *spin() const { return at<QSpinBox>(3); }
     QLabel *time() const { return at<QLabel>(4); }
+    QLabel *warning() const { return at<QLabel>(5); }
 
     // What can be seen, and with a "-" what cannot be used.
     QString look() const
@@ -141,6 +143,11 @@ private Q_SLOTS:
         QTest::keyClick(strip.spin(), Qt::Key_Return);
         QCOMPARE(strip.told, QStringList({"1", "30", "29", "25"}));
 
+        strip.setMaximumFrameRate(1000);
+        strip.setFramerate(300);
+        strip.setMaximumFrameRate(25);
+        QCOMPARE(strip.told.mid(4), QStringList({"240", "25"}));
+
         QTranslator russian;
         QVERIFY(russian.load(":/translations/VTCV_ru_RU.qm"));
         QCoreApplication::installTranslator(&russian);
@@ -236,6 +243,72 @@ private Q_SLOTS:
         QTRY_COMPARE(strip.told.count("stopped"), stops);
         QVERIFY(!recorder.isFinishPending());
         QTRY_VERIFY(bar.isHidden());
+    }
+
+    void rateIsTheRecordersWhereAskedFor()
+    {
+        VideoRecorder former(fixture->out(), 24.0);
+        VideoRecorder ntsc(fixture->out(), 59.94);
+        Strip strip;
+        strip.setRecorder(&former);
+        QCOMPARE(strip.getFrameRate(), 15);
+        strip.setTakesRecorderRate(true);
+        strip.setRecorder(&ntsc);
+        QCOMPARE(strip.told, QStringList({"24", "60"}));
+        strip.start();
+        QCOMPARE(ntsc.getFrameRate(), 59.94);
+        strip.stop();
+        strip.setFramerate(50);
+        strip.start();
+        QCOMPARE(ntsc.getFrameRate(), 50.0);
+    }
+
+    void stripIsFreeWhileTheFormerVideoIsPrepared()
+    {
+        FakeFFMpeg ffmpeg("echo half > \"$out\"; await $(basename \"$2\")");
+        VideoRecorder recorder;
+        Strip strip;
+        strip.setFreeWhilePreparing(true);
+        strip.setRecorder(&recorder);
+        QSignalSpy closings(&recorder, &VideoRecorder::recordPrepareToFinish);
+        for (const char *name : {"a.avi", "b.avi"}) {
+            strip.nextName = fixture->out(name);
+            strip.start();
+            QVERIFY(closings.isEmpty() || !recorder.isSavingFile()); // the former file is closed
+            QCOMPARE(closings.count(), strip.nextName.endsWith("b.avi") ? 1 : 0);
+            recorder.setFrame(frames::numbered(1));
+            QTRY_VERIFY(recorder.getFrameCount() > 2);
+            QCOMPARE(strip.look(), recording);
+            QVERIFY(strip.time()->text() != " Preparing video");
+            strip.stop();
+            QCOMPARE(strip.look(), idle);
+            QCOMPARE(strip.time()->text(), " Preparing video");
+        }
+        ffmpeg.letGo("a.avi");
+        ffmpeg.letGo("b.avi");
+        QTRY_COMPARE_WITH_TIMEOUT(strip.time()->text(), " 00:00.000", limitMs);
+        QVERIFY(!recorder.isFinishPending());
+        QVERIFY(QFile::exists(fixture->out("a.avi")) && QFile::exists(fixture->out("b.avi")));
+    }
+
+    void warningsAreShownByTextAndColor()
+    {
+        Strip strip;
+        auto watch = std::make_unique<RecordingWatch>(nullptr);
+        strip.setWatch(watch.get());
+        QVERIFY(strip.warning()->isHidden());
+        RecordingHealth health;
+        health.warnings = QStringList{"Disk nearly full", "Encoder too slow"};
+        Q_EMIT watch->healthChanged(health);
+        QVERIFY(!strip.warning()->isHidden());
+        QCOMPARE(strip.warning()->text(), "Disk nearly full");
+        QCOMPARE(strip.warning()->accessibleName(), "Disk nearly full\nEncoder too slow");
+        const QColor ground = strip.warning()->palette().color(QPalette::Window);
+        health.isWriterFailing = true;
+        Q_EMIT watch->healthChanged(health);
+        QVERIFY(strip.warning()->palette().color(QPalette::Window) != ground);
+        watch.reset();
+        QVERIFY(strip.warning()->isHidden());
     }
 
     void cancelledJobsEndTheWaitOfRecordings()
@@ -368,6 +441,8 @@ private Q_SLOTS:
         QVERIFY(bar.isHidden()); // queued
         QCoreApplication::processEvents();
         QCOMPARE(bar.text(), "Подготовка видео (1/2): 0%");
+        bar.setTranslated(true);
+        QCOMPARE(bar.text(), "Preparing video (1/2): 0%");
         QVERIFY(progressIs(199, 200, 99) && progressIs(300, 200, 100) && progressIs(7, 0, 100));
         Q_EMIT queue->jobFinished(1);
         QCoreApplication::processEvents();

@@ -1,4 +1,5 @@
 #include "ffmpeg/ffmpegqueue.h"
+#include "recording/recordingmeter_p.h"
 #include "recording/videorecorder.h"
 #include "recording/videorecorderoptimizationprogresswidget.h"
 #include "recording/videorecorderwidget.h"
@@ -46,6 +47,36 @@ std::vector<QPixmap> stripPictures(const QString &path)
     return all;
 }
 
+// The strip with a warning of each colour, as it follows a recording and without one.
+std::vector<QPixmap> warningPictures()
+{
+    QWidget window;
+    auto *const strip = new VideoRecorderWidget;
+    (new QVBoxLayout(&window))->addWidget(strip);
+    VideoRecorder recorder;
+    RecordingWatch watch(nullptr);
+    strip->setRecorder(&recorder);
+    strip->setWatch(&watch);
+    window.setFocus();
+    std::vector<QPixmap> all;
+    for (bool isSerious : {false, true}) {
+        RecordingMeter meter;
+        meter.begin(25.0);
+        RecordingMeter::Sample sample;
+        for (int second : {0, 1, 2}) {
+            sample.nowMs = second * 1000;
+            sample.written = quint64(1 + second * 25);
+            sample.passes = sample.written;
+            sample.fileBytes = qint64(second) * 1'800'000;
+            sample.freeTempBytes = isSerious ? 0 : 42'000'000;
+            meter.add(sample);
+        }
+        Q_EMIT watch.healthChanged(meter.health());
+        all.push_back(picture(&window, {460, window.sizeHint().height()}));
+    }
+    return all;
+}
+
 QPixmap barPicture(bool withFocus)
 {
     QWidget window;
@@ -67,6 +98,7 @@ bool saveRecordingSheets(const QString &folder, const QString &ending)
     const QTemporaryDir home;
     Sheet strips(4);
     Sheet bars(2);
+    Sheet warnings(2);
     const char *const stages[] = {"no recorder", "ready", "recording", "being prepared"};
     VideoRecorder::setTempFolder(home.filePath(QStringLiteral("temp")));
     for (const Look &look : looks) {
@@ -77,8 +109,11 @@ bool saveRecordingSheets(const QString &folder, const QString &ending)
             const std::vector<QPixmap> pictures = stripPictures(home.filePath(QStringLiteral("take.avi")));
             for (size_t i = 0; i < pictures.size(); ++i)
                 strips.add(caption + QStringLiteral(": ") + QLatin1String(stages[i]), pictures[i]);
+            for (const QPixmap &warning : warningPictures())
+                warnings.add(caption, warning);
         });
     }
     return strips.save(folder + QStringLiteral("/recorder-strip") + ending)
-        && bars.save(folder + QStringLiteral("/recorder-progress") + ending);
+        && bars.save(folder + QStringLiteral("/recorder-progress") + ending)
+        && warnings.save(folder + QStringLiteral("/recorder-warning") + ending);
 }

@@ -9,6 +9,9 @@
 
 namespace {
 
+constexpr int lookMs = 250;
+constexpr int silentLooks = 3; // so many without sound are half a second of silence at least
+
 // The bytes of one integer sample, shifted up to the high end of 32 bits.
 template <int bytes, bool isLittle> quint32 bits(const uchar *sample)
 {
@@ -53,7 +56,11 @@ QAudioDeviceInfo deviceOf(const QString &name)
 
 } // namespace
 
-AudioInfo::AudioInfo(QObject *parent) : QIODevice(parent) { }
+AudioInfo::AudioInfo(QObject *parent) : QIODevice(parent)
+{
+    look.setInterval(lookMs);
+    connect(&look, &QTimer::timeout, this, &AudioInfo::lookForSound);
+}
 
 AudioInfo::~AudioInfo()
 {
@@ -152,32 +159,85 @@ double AudioInfo::rms(int channel) const
 bool AudioInfo::listen(const QString &device)
 {
     stopListening();
+    const auto refuse = [this] {
+        stopListening();
+        fallSilent(tr("The microphone cannot be opened"));
+        return false;
+    };
     const QAudioDeviceInfo info = deviceOf(device);
     if (info.isNull())
-        return false;
+        return refuse();
     QAudioFormat wanted = info.preferredFormat();
     if (!setFormat(wanted)) {
         wanted.setSampleSize(16);
         wanted.setSampleType(QAudioFormat::SignedInt);
         wanted = info.nearestFormat(wanted);
         if (!setFormat(wanted))
-            return false;
+            return refuse();
     }
     microphone = std::make_unique<QAudioInput>(info, wanted);
     microphone->start(this);
-    if (microphone->error() == QAudio::NoError)
-        return true;
-    stopListening();
-    return false;
+    if (microphone->error() != QAudio::NoError)
+        return refuse();
+    connect(microphone.get(), &QAudioInput::stateChanged, this, [this](QAudio::State state) {
+        if (state != QAudio::StoppedState)
+            return;
+        look.stop();
+        fallSilent(tr("The microphone has stopped"));
+    });
+    look.start();
+    return true;
 }
 
 void AudioInfo::stopListening()
 {
+    look.stop();
+    {
+        const QMutexLocker locker(&mutex);
+        error.clear();
+        looksWithoutSound = 0;
+    }
     if (!microphone)
         return;
+    microphone->disconnect(this);
     microphone->stop();
     microphone.reset();
     setFormat(format()); // nothing is heard any more
+    Q_EMIT update();
+}
+
+bool AudioInfo::isListening() const
+{
+    return microphone && lastError().isEmpty();
+}
+
+QString AudioInfo::lastError() const
+{
+    const QMutexLocker locker(&mutex);
+    return error;
+}
+
+// Looks are counted, not time: a thread that stood still finds one look and all the sound that came
+// meanwhile.
+void AudioInfo::lookForSound()
+{
+    {
+        const QMutexLocker locker(&mutex);
+        if (++looksWithoutSound != silentLooks)
+            return;
+    }
+    fallSilent(tr("The microphone gives no sound"));
+}
+
+void AudioInfo::fallSilent(const QString &reason)
+{
+    {
+        const QMutexLocker locker(&mutex);
+        error = reason;
+        levels.assign(levels.size(), {});
+        shown.assign(shown.size(), {});
+        framesInWindow = 0;
+    }
     Q_EMIT update();
 }
 
@@ -202,6 +262,8 @@ qint64 AudioInfo::writeData(const char *data, qint64 size)
             const qint64 frameBytes = sampleBytes * qint64(levels.size());
             if (!decode)
                 return size;
+            looksWithoutSound = 0;
+            error.clear();
             while (next < end && !isWhole) {
                 if (begun.isEmpty() && end - next >= frameBytes) {
                     addFrame(next);

@@ -7,6 +7,7 @@
 #include <QIODevice>
 #include <QMutex>
 #include <QString>
+#include <QTimer>
 
 #include <memory>
 #include <vector>
@@ -76,10 +77,21 @@ public:
      * Measures the microphone of that name (see AudioRecorder::getMicrophones()), or the default one if it is
      * empty, until stopListening(). Recording from it at the same time works where the system shares it.
      *
+     * If the microphone stops, or gives nothing for half a second (0.75 s at most), the levels become 0 with
+     * an update(), and lastError() tells. If it only paused, the levels follow it again as soon as it gives
+     * sound; one that stopped takes another listen().
+     *
      * \return false where there is none, or where it cannot be opened.
      */
     bool listen(const QString &device = QString());
     void stopListening();
+
+    /** True while a microphone is heard: after listen(), unless lastError() says why not. */
+    bool isListening() const;
+
+    /** Why the microphone of listen() is not heard, as a text for users; empty if it is, or if none is
+     * wanted. \thread Any. */
+    QString lastError() const;
 
     bool isSequential() const override;
 
@@ -108,8 +120,10 @@ private:
     static Decoder decoderFor(const QAudioFormat &format);
     void addFrame(const uchar *frame);
     bool endWindow();
+    void lookForSound();
+    void fallSilent(const QString &reason);
 
-    mutable QMutex mutex; // guards all below but the microphone
+    mutable QMutex mutex; // guards all below but the last two
     QAudioFormat current;
     Decoder decode = nullptr;
     int sampleBytes = 0;
@@ -119,5 +133,8 @@ private:
     std::vector<Level> levels; // of the window that is under way
     std::vector<Shown> shown; // of the last whole one
     QByteArray begun; // the bytes of a frame that has not come whole
+    QString error;
+    int looksWithoutSound = 0;
     std::unique_ptr<QAudioInput> microphone;
+    QTimer look{this}; // runs while the microphone is open
 };

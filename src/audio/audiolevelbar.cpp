@@ -116,9 +116,15 @@ void AudioLevelBar::tell()
         rms = std::max(rms, stripe.rmsDb);
     }
     const auto shownDb = [](double db) { return std::max(lowestDb, int(std::lround(db))); };
+    const QString trouble = shown ? shown->lastError() : QString();
     setAccessibleName(tr("Sound level"));
-    setToolTip(stripes.empty() ? tr("No sound is measured")
-                               : tr("Peak %1 dB, RMS %2 dB").arg(shownDb(peak)).arg(shownDb(rms)));
+    setAccessibleDescription(trouble);
+    if (!trouble.isEmpty())
+        setToolTip(trouble);
+    else if (stripes.empty())
+        setToolTip(tr("No sound is measured"));
+    else
+        setToolTip(tr("Peak %1 dB, RMS %2 dB").arg(shownDb(peak)).arg(shownDb(rms)));
     setValue(shownDb(peak));
 }
 

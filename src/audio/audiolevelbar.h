@@ -21,7 +21,9 @@ class AudioInfo;
  * The bar reaches from -60 to 0 dB below full scale: its filled part is the RMS, a line the peak, which falls
  * by 20 dB in 1.7 s (as that of a programme meter of type I of IEC 60268-10), and a block at the right end
  * says that full scale was reached in the last 2 s. The tool tip has the figures. value(), which screen
- * readers tell, is the peak of the loudest channel in whole dB. The colours suit light and dark palettes.
+ * readers tell, is the peak of the loudest channel in whole dB. If a microphone has stopped
+ * (AudioInfo::lastError()), the bar falls to silence, and tool tip and accessible description say so. The
+ * colours suit light and dark palettes.
  *
  * \thread GUI thread; the samples may come on another one.
  */

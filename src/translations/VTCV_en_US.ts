@@ -233,6 +233,21 @@
     </message>
 </context>
 <context>
+    <name>AudioInfo</name>
+    <message>
+        <source>The microphone cannot be opened</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The microphone has stopped</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The microphone gives no sound</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>AudioLevelBar</name>
     <message>
         <source>Sound level</source>
@@ -297,6 +312,10 @@
     </message>
     <message>
         <source>The microphone fails: %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The video recorder has its sound from elsewhere</source>
         <translation type="unfinished"></translation>
     </message>
 </context>

@@ -234,6 +234,21 @@
     </message>
 </context>
 <context>
+    <name>AudioInfo</name>
+    <message>
+        <source>The microphone cannot be opened</source>
+        <translation>Не удалось открыть микрофон</translation>
+    </message>
+    <message>
+        <source>The microphone has stopped</source>
+        <translation>Микрофон остановился</translation>
+    </message>
+    <message>
+        <source>The microphone gives no sound</source>
+        <translation>Микрофон не даёт звука</translation>
+    </message>
+</context>
+<context>
     <name>AudioLevelBar</name>
     <message>
         <source>Sound level</source>
@@ -299,6 +314,10 @@
     <message>
         <source>The microphone fails: %1</source>
         <translation>Ошибка микрофона: %1</translation>
+    </message>
+    <message>
+        <source>The video recorder has its sound from elsewhere</source>
+        <translation>Видеозапись получает звук из другого источника</translation>
     </message>
 </context>
 <context>

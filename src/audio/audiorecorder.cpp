@@ -1,14 +1,17 @@
 #include "audio/audiorecorder.h"
 
+#include "audio/audioinfo.h"
 #include "audio/soundsource_p.h"
 #include "baselib/console_p.h"
 
 #include <QAudioDeviceInfo>
+#include <QAudioProbe>
 #include <QAudioRecorder>
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QDebug>
 #include <QEventLoop>
+#include <QFileInfo>
 #include <QThread>
 #include <QUrl>
 
@@ -18,8 +21,16 @@ constexpr int closingPassMs = 10;
 
 } // namespace
 
-AudioRecorder::AudioRecorder(QObject *parent) : QObject(parent), recorder(new QAudioRecorder)
+AudioRecorder::AudioRecorder(QObject *parent)
+    : QObject(parent), recorder(new QAudioRecorder), probe(new QAudioProbe(this)), level(new AudioInfo(this))
 {
+    connect(probe, &QAudioProbe::audioBufferProbed, this, [this](const QAudioBuffer &sound) {
+        if (!isRecording())
+            return;
+        if (level->format() != sound.format())
+            level->setFormat(sound.format());
+        level->write(sound.constData<char>(), sound.byteCount());
+    });
     watchRecorder();
 }
 
@@ -100,6 +111,11 @@ const QAudioRecorder *AudioRecorder::backEnd() const
     return recorder;
 }
 
+AudioInfo *AudioRecorder::meter() const
+{
+    return isMetered ? level : nullptr;
+}
+
 void AudioRecorder::startRecord()
 {
     // What is asked for while a recording runs is for the next one.
@@ -157,14 +173,47 @@ void AudioRecorder::stopRecord()
 
 void AudioRecorder::watchRecorder()
 {
-    connect(recorder, qOverload<QMediaRecorder::Error>(&QMediaRecorder::error), this,
-        [this] { report(recorder->errorString()); });
+    // First of all slots, so that those of others are called with the emission noted.
+    connect(recorder, &QMediaRecorder::statusChanged, this, &AudioRecorder::noteSignal);
+    connect(recorder, &QMediaRecorder::durationChanged, this, &AudioRecorder::noteSignal);
+    connect(recorder, qOverload<QMediaRecorder::Error>(&QMediaRecorder::error), this, [this] {
+        noteSignal();
+        report(recorder->errorString());
+    });
+    connect(recorder, &QMediaRecorder::stateChanged, this, [this](QMediaRecorder::State state) {
+        noteSignal();
+        if (state != QMediaRecorder::StoppedState || level->channelCount() == 0)
+            return;
+        level->setFormat(level->format()); // levels of 0
+        Q_EMIT level->update();
+    });
+    isMetered = probe->setSource(recorder);
 }
 
-// After an error the back end keeps the pipeline that failed, its file included, and starts it again.
+// A deferred deletion waits for the event loop that this signal came from, also if a slot runs another one.
+void AudioRecorder::noteSignal()
+{
+    if (emission)
+        return;
+    emission = new QObject(this);
+    emission->deleteLater();
+}
+
+// After an error the back end keeps the pipeline that failed, its file and its device included, and starts it
+// again.
 void AudioRecorder::renewRecorder()
 {
-    delete recorder;
+    recorder->disconnect(this);
+    if (emission) {
+        // Its own signal may have led here. Until it goes, what it writes is kept out of the next file.
+        recorder->setParent(this);
+        recorder->deleteLater();
+        const QFileInfo file(outputLocation);
+        if (file.isFile() && !file.isSymLink())
+            QFile::remove(outputLocation);
+    } else {
+        delete recorder;
+    }
     recorder = new QAudioRecorder;
     isSpent = false;
     watchRecorder();

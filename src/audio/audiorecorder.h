@@ -4,9 +4,12 @@
 
 #include <QAudioEncoderSettings>
 #include <QObject>
+#include <QPointer>
 #include <QString>
 #include <QStringList>
 
+class AudioInfo;
+class QAudioProbe;
 class QAudioRecorder;
 
 /**
@@ -25,8 +28,10 @@ class QAudioRecorder;
  *
  * - A device by its name, by its name under a scheme such as "alsa:", or by its description. A source of
  *   PulseAudio (or PipeWire) is chosen through the variable PULSE_SOURCE of the environment, which is set for
- *   the length of that one call and then put back: there is no other way. A device that cannot be found gives
- *   a console line, and the default device is recorded.
+ *   the length of that one call and then put back. Qt Multimedia leaves no other way: its recorder offers the
+ *   sound server as the one input "pulseaudio:", sets no device on GStreamer's source, and does not hand that
+ *   source out; the server's default source is the setting of every program of the user. A device that cannot
+ *   be found gives a console line, and the default device is recorded.
  * - "audio/pcm" and "audio/x-raw" become a WAV file, whatever the suffix of the path. A codec that the
  *   recorder does not know gives a console line, and the recorder's own one is used. With no codec set, codec
  *   and container are the recorder's choice too: MP3 in a QuickTime file with GStreamer.
@@ -88,9 +93,17 @@ public:
      * The recorder behind this one, for its signals (statusChanged() and durationChanged() above all).
      *
      * After an error, or a stop before sound came, the next startRecord() makes another one, so ask again at
-     * each recordStarted(). \ownership This object's.
+     * each recordStarted(). startRecord() may be called in a slot that is connected to it. \ownership This
+     * object's.
      */
     const QAudioRecorder *backEnd() const;
+
+    /**
+     * Measures what is being recorded, without a second stream, for an AudioLevelBar say; its levels are 0
+     * while nothing is. Null where the back end of Qt Multimedia cannot tell (GStreamer's can).
+     * \ownership This object's.
+     */
+    AudioInfo *meter() const;
 
 Q_SIGNALS:
     /** startRecord() was called; see isRecording(). */
@@ -105,6 +118,7 @@ public Q_SLOTS:
 
 private:
     void watchRecorder();
+    void noteSignal();
     void renewRecorder();
     void report(const QString &text);
 
@@ -114,5 +128,9 @@ private:
     QAudioEncoderSettings encoderSettings;
     QString device; // as last given
     bool isSpent = false; // the next recording needs another recorder
+    QPointer<QObject> emission; // lives while a signal of the recorder may be on its way
+    QAudioProbe *probe; // a child
+    AudioInfo *level; // a child
+    bool isMetered = false;
     QStringList errors; // of the last recording, each text once
 };

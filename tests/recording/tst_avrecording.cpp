@@ -139,7 +139,7 @@ private Q_SLOTS:
         QCOMPARE(fixture->tempEntries(), QStringList());
 
         const std::vector<float> samples = sound::samplesIn(fixture->out());
-        const double peak = sound::peakHz(samples);
+        const double peak = sound::hertz(samples);
         QVERIFY2(std::abs(peak - 440) <= 2, qPrintable(QString::number(peak)));
         const std::vector<double> seenAt = flashes(fixture->out());
         const std::vector<double> heardAt = sound::onsets(samples);

@@ -2,7 +2,6 @@
 
 #include "support/programs.h"
 
-#include <opencv2/core.hpp>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QStandardPaths>
@@ -106,11 +105,16 @@ void SoundServer::stopPlaying()
     players.clear();
 }
 
-std::vector<qint16> SoundServer::tone(double hertz, double seconds)
+bool SoundServer::suspend(const QString &sink, bool suspended)
+{
+    return run(QStringLiteral("pactl"), {QStringLiteral("suspend-sink"), sink, QString::number(suspended)});
+}
+
+std::vector<qint16> SoundServer::tone(double hertz, double seconds, double peak)
 {
     std::vector<qint16> samples(size_t(rateHz * seconds));
     for (size_t i = 0; i < samples.size(); ++i)
-        samples[i] = qint16(16384 * std::sin(2 * pi * hertz * double(i) / rateHz));
+        samples[i] = qint16(32767 * peak * std::sin(2 * pi * hertz * double(i) / rateHz));
     return samples;
 }
 
@@ -129,23 +133,27 @@ std::vector<float> sound::samplesIn(const QString &path)
     return samples;
 }
 
-double sound::peakHz(const std::vector<float> &samples)
+double sound::hertz(const std::vector<float> &samples)
 {
-    if (samples.empty())
-        return 0;
-    // Padded to 4 s, so that a line of the spectrum is 0.25 Hz at most.
-    const int size = cv::getOptimalDFTSize(std::max(int(samples.size()), 4 * rateHz));
-    cv::Mat padded = cv::Mat::zeros(1, size, CV_32F);
-    cv::Mat(samples).reshape(1, 1).copyTo(padded.colRange(0, int(samples.size())));
-    cv::Mat spectrum;
-    cv::dft(padded, spectrum, cv::DFT_COMPLEX_OUTPUT);
-    cv::Mat parts[2];
-    cv::split(spectrum.colRange(1, size / 2), parts);
-    cv::Mat power = parts[0].mul(parts[0]) + parts[1].mul(parts[1]);
-    double highest = 0;
-    cv::Point at;
-    cv::minMaxLoc(power, nullptr, &highest, nullptr, &at);
-    return highest > 1 ? (at.x + 1) * double(rateHz) / size : 0;
+    std::vector<size_t> rises;
+    bool isLow = false;
+    for (size_t i = 0; i < samples.size(); ++i) {
+        isLow = isLow || samples[i] < -0.1F;
+        if (isLow && samples[i] > 0.1F) {
+            rises.push_back(i);
+            isLow = false;
+        }
+    }
+    size_t length = 0;
+    int periods = 0;
+    for (size_t i = 1; i < rises.size(); ++i) {
+        const size_t period = rises[i] - rises[i - 1];
+        if (period > rateHz / 100)
+            continue;
+        length += period;
+        ++periods;
+    }
+    return periods ? double(periods) * rateHz / double(length) : 0;
 }
 
 std::vector<double> sound::onsets(const std::vector<float> &samples)

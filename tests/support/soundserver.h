@@ -41,8 +41,11 @@ public:
 
     static QString microphone(const QString &sink) { return sink + QStringLiteral(".monitor"); }
 
-    /** A sine at -6 dBFS. */
-    static std::vector<qint16> tone(double hertz, double seconds);
+    /** Stops \a sink and its microphone without an error, or lets them go on. */
+    static bool suspend(const QString &sink, bool suspended);
+
+    /** A sine whose highest sample is \a peak of full scale. */
+    static std::vector<qint16> tone(double hertz, double seconds, double peak = 0.5);
 
 private:
     QTemporaryDir dir;
@@ -59,8 +62,9 @@ constexpr int rateHz = 44100;
 /** The sound of \a path as mono samples from -1 to 1, by ffmpeg; empty if there is none. */
 std::vector<float> samplesIn(const QString &path);
 
-/** The frequency in Hz of the highest peak in the spectrum of \a samples; 0 if they are silent. */
-double peakHz(const std::vector<float> &samples);
+/** The frequency in Hz of a tone whose samples reach beyond 0.1, breaks of over 10 ms left out; 0 for
+ * silence. */
+double hertz(const std::vector<float> &samples);
 
 /** The seconds at which sound begins after at least 0.2 s of silence. */
 std::vector<double> onsets(const std::vector<float> &samples);

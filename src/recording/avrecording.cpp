@@ -196,8 +196,8 @@ private:
         const std::vector<SoundTimeline::Piece> pieces = ended->timeline.pieces(frames);
         const QString wav = request.isCopied ? besideVideo(request.destination) : request.audioPath;
         const QString made = freeName(wav + QStringLiteral(".new"));
-        const double lifeS = pieces.empty() ? 0.0 : pieces.back().lifeEnd - pieces.front().lifeBegin;
-        const int timeoutMs = conversionTimeoutMs + int(std::min(lifeS * 1000.0, 1e9));
+        const double wallS = pieces.empty() ? 0.0 : pieces.back().wallEnd - pieces.front().wallBegin;
+        const int timeoutMs = conversionTimeoutMs + int(std::min(wallS * 1000.0, 1e9));
         const auto isCancelled = [this, begunS = nowS()] {
             return isLeft() && nowS() - std::max(begunS, leftS) > leftWaitS;
         };
@@ -207,14 +207,10 @@ private:
         const std::optional<double> stopS = ended->isFailed ? std::nullopt : ended->stopS;
         locker.unlock();
         const double lengthS = ffmpegcall::soundLengthS(file, timeoutMs, isCancelled);
-        const SoundTimeline::Clock soundClock = SoundTimeline::clockOf(begins, stopS, lengthS);
+        const SoundTimeline::SoundClock soundClock = SoundTimeline::clockOf(begins, stopS, lengthS);
 
         const SoundTimeline::Conversion conversion = SoundTimeline::conversion(pieces, soundClock);
-        QStringList arguments;
-        for (double beginS : conversion.inputs)
-            arguments << QStringLiteral("-ss") << QString::number(beginS, 'f', 6) << QStringLiteral("-i")
-                      << file;
-
+        QStringList arguments = conversion.inputArguments(file);
         QTemporaryFile script;
         QString error;
         if (pieces.empty())
@@ -372,12 +368,12 @@ void AvRecording::noteStatus()
         noteSoundStart(link->nowS());
 }
 
-void AvRecording::noteSoundStart(double lifeS)
+void AvRecording::noteSoundStart(double wallS)
 {
     if (!heard)
         return;
     const QMutexLocker locker(&heard->mutex);
-    heard->begins.push_back(lifeS);
+    heard->begins.push_back(wallS);
 }
 
 void AvRecording::noteError()

@@ -82,7 +82,7 @@ private:
     void endSound(const std::shared_ptr<Take> &take);
     void noteSound(qint64 durationMs);
     void noteStatus();
-    void noteSoundStart(double lifeS);
+    void noteSoundStart(double wallS);
     void noteError();
     void lookWhetherClosed();
 

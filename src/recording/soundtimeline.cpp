@@ -1,7 +1,5 @@
 #include "recording/soundtimeline_p.h"
 
-#include <QStringList>
-
 #include <algorithm>
 #include <cmath>
 #include <limits>
@@ -26,7 +24,7 @@ QString seconds(double value)
 
 } // namespace
 
-SoundTimeline::Clock SoundTimeline::clockOf(
+SoundTimeline::SoundClock SoundTimeline::clockOf(
     const std::vector<double> &begins, std::optional<double> stopS, double lengthS)
 {
     if (begins.empty())
@@ -38,7 +36,7 @@ SoundTimeline::Clock SoundTimeline::clockOf(
         return {early, 1.0, lengthS};
     const double lag = std::clamp(late - (*stopS - lengthS), 0.0, greatestLagS);
     const double drift = late - early;
-    Clock clock{early - lag, 1.0, lengthS};
+    SoundClock clock{early - lag, 1.0, lengthS};
     if (lengthS > driftCountsS && std::abs(drift) > toleranceS)
         clock.speed = lengthS / (lengthS + drift);
     return clock;
@@ -60,35 +58,35 @@ void SoundTimeline::begin(Pass pass)
     highest = std::numeric_limits<double>::infinity();
 }
 
-void SoundTimeline::addPass(quint64 frames, double lifeS)
+void SoundTimeline::addPass(quint64 frames, double wallS)
 {
     if (frames == 0 || period == 0.0)
         return;
-    const Pass pass{double(frames - 1) * period, lifeS};
+    const Pass pass{double(frames - 1) * period, wallS};
     if (!first) {
-        first = Pass{0.0, lifeS - pass.video};
-        begin({pass.video, lifeS});
+        first = Pass{0.0, wallS - pass.video};
+        begin({pass.video, wallS});
         return;
     }
     const double step = pass.video - last.video;
     if (step <= 0.0)
         return; // a pass that wrote nothing
-    if (std::abs(pass.life - last.life - step) > jumpS) {
+    if (std::abs(pass.wall - last.wall - step) > jumpS) {
         close(done);
         begin(pass);
         return;
     }
     for (int round = 0; round < 2; ++round) {
         const double length = pass.video - start.video;
-        const double low = std::max(lowest, (pass.life - start.life - tolerance()) / length);
-        const double high = std::min(highest, (pass.life - start.life + tolerance()) / length);
+        const double low = std::max(lowest, (pass.wall - start.wall - tolerance()) / length);
+        const double high = std::min(highest, (pass.wall - start.wall + tolerance()) / length);
         if (low <= high) {
             lowest = low;
             highest = high;
             break;
         }
         // No line fits any more: a new piece, which joins the old one without a gap.
-        done.push_back({start.video, last.video, start.life, last.life});
+        done.push_back({start.video, last.video, start.wall, last.wall});
         begin(last);
     }
     last = pass;
@@ -98,13 +96,13 @@ void SoundTimeline::addPass(quint64 frames, double lifeS)
 void SoundTimeline::close(std::vector<Piece> &to) const
 {
     const double length = last.video - start.video;
-    const double slope = length > 0.0 ? (last.life - start.life) / length : 1.0;
-    to.push_back({start.video, last.video + period, start.life, last.life + period * slope});
+    const double slope = length > 0.0 ? (last.wall - start.wall) / length : 1.0;
+    to.push_back({start.video, last.video + period, start.wall, last.wall + period * slope});
 }
 
 std::optional<double> SoundTimeline::firstFrameS() const
 {
-    return first ? std::optional(first->life) : std::nullopt;
+    return first ? std::optional(first->wall) : std::nullopt;
 }
 
 std::vector<SoundTimeline::Piece> SoundTimeline::pieces(std::optional<std::pair<double, double>> frames) const
@@ -118,23 +116,23 @@ std::vector<SoundTimeline::Piece> SoundTimeline::pieces(std::optional<std::pair<
     const double to = (frames->second + 1.0) * period;
     std::vector<Piece> cut;
     for (Piece piece : all) {
-        const double slope = (piece.lifeEnd - piece.lifeBegin) / (piece.end - piece.begin);
-        if (piece.end <= from || piece.begin >= to)
+        const double slope = (piece.wallEnd - piece.wallBegin) / (piece.videoEnd - piece.videoBegin);
+        if (piece.videoEnd <= from || piece.videoBegin >= to)
             continue;
-        if (piece.begin < from) {
-            piece.lifeBegin += (from - piece.begin) * slope;
-            piece.begin = from;
+        if (piece.videoBegin < from) {
+            piece.wallBegin += (from - piece.videoBegin) * slope;
+            piece.videoBegin = from;
         }
-        if (piece.end > to) {
-            piece.lifeEnd -= (piece.end - to) * slope;
-            piece.end = to;
+        if (piece.videoEnd > to) {
+            piece.wallEnd -= (piece.videoEnd - to) * slope;
+            piece.videoEnd = to;
         }
-        cut.push_back({piece.begin - from, piece.end - from, piece.lifeBegin, piece.lifeEnd});
+        cut.push_back({piece.videoBegin - from, piece.videoEnd - from, piece.wallBegin, piece.wallEnd});
     }
     return cut;
 }
 
-SoundTimeline::Conversion SoundTimeline::conversion(const std::vector<Piece> &pieces, const Clock &clock)
+SoundTimeline::Conversion SoundTimeline::conversion(const std::vector<Piece> &pieces, const SoundClock &clock)
 {
     Conversion result;
     QStringList inputs; // of the pieces of one opened file
@@ -144,11 +142,11 @@ SoundTimeline::Conversion SoundTimeline::conversion(const std::vector<Piece> &pi
     for (size_t i = 0; i < pieces.size(); ++i) {
         const Piece &piece = pieces[i];
         // Frames that were inserted before the piece are silent.
-        const double gap = std::max(0.0, piece.begin - reached);
-        const double length = piece.end - piece.begin;
-        reached = piece.end;
-        double from = (piece.lifeBegin - clock.startS) * clock.speed;
-        double to = (piece.lifeEnd - clock.startS) * clock.speed;
+        const double gap = std::max(0.0, piece.videoBegin - reached);
+        const double length = piece.videoEnd - piece.videoBegin;
+        reached = piece.videoEnd;
+        double from = (piece.wallBegin - clock.startS) * clock.speed;
+        double to = (piece.wallEnd - clock.startS) * clock.speed;
         double speed = std::clamp((to - from) / length, slowest, fastest);
         if (std::abs(to - from - length) < leastStretchS) {
             speed = 1.0;
@@ -187,4 +185,12 @@ SoundTimeline::Conversion SoundTimeline::conversion(const std::vector<Piece> &pi
     chains << outputs.join(QString()) + QStringLiteral("concat=n=%1:v=0:a=1[out]").arg(outputs.size());
     result.filters = chains.join(QStringLiteral(";\n"));
     return result;
+}
+
+QStringList SoundTimeline::Conversion::inputArguments(const QString &file) const
+{
+    QStringList arguments;
+    for (double beginS : inputs)
+        arguments << QStringLiteral("-ss") << seconds(beginS) << QStringLiteral("-i") << file;
+    return arguments;
 }

@@ -3,6 +3,7 @@
 #include "vtcv_export.h"
 
 #include <QString>
+#include <QStringList>
 #include <QtGlobal>
 
 #include <optional>
@@ -10,33 +11,34 @@
 #include <vector>
 
 /**
- * Knows when each frame of a recording was written, and what of a sound belongs under it.
+ * Knows when each frame of a recording was written, and which part of a sound belongs under it.
  *
- * Time in the video and time in life part ways: a pause leaves no trace in the video, inserted frames take no
- * time in life, a period cut to whole milliseconds makes the video longer, a slow encoder makes it shorter.
- * The recording is therefore taken as pieces in which both run evenly. A break is where they part by more
- * than jumpS from one pass to the next; otherwise a piece is as long as one straight line stays within the
- * tolerance of all its passes. Memory grows with the pieces, not with the frames.
+ * Video time (frames times the nominal period) and wall-clock time run apart: a pause leaves no trace in the
+ * video, inserted frames take no wall-clock time, a period cut to whole milliseconds makes the video longer,
+ * a slow encoder makes it shorter. The recording is therefore kept as pieces in which both run evenly. A new
+ * piece begins where they part by more than jumpS from one pass to the next; otherwise a piece grows as long
+ * as one straight line stays within the tolerance of all its passes. Memory grows with the pieces, not with
+ * the frames.
  *
  * \thread One at a time.
  */
 class VTCV_TEST_EXPORT SoundTimeline
 {
 public:
-    /** A stretch of the video and the time in life at its ends, all in s. */
+    /** A stretch of the video and the wall-clock time at its ends, all in s. */
     struct Piece
     {
-        double begin;
-        double end;
-        double lifeBegin;
-        double lifeEnd;
+        double videoBegin;
+        double videoEnd;
+        double wallBegin;
+        double wallEnd;
     };
 
-    /** How the time in a sound file follows from the time in life. */
-    struct Clock
+    /** How the time in a sound file follows from wall-clock time. */
+    struct SoundClock
     {
-        double startS = 0.0; // of the first sample, in life
-        double speed = 1.0; // seconds of sound in a second of life
+        double startS = 0.0; // wall-clock time of the first sample
+        double speed = 1.0; // seconds of sound in a second of wall-clock time
         double lengthS = 0.0; // of the sound
     };
 
@@ -45,6 +47,9 @@ public:
     {
         std::vector<double> inputs; // where to begin reading the file, in s, for each time that it is opened
         QString filters; // from those inputs to "[out]"
+
+        /** The options that open \a file as those inputs. */
+        QStringList inputArguments(const QString &file) const;
     };
 
     /**
@@ -56,12 +61,12 @@ public:
      * which tells how much too late. A sound card whose clock runs differently, or lost samples, count where
      * they add up to something.
      */
-    static Clock clockOf(const std::vector<double> &begins, std::optional<double> stopS, double lengthS);
+    static SoundClock clockOf(const std::vector<double> &begins, std::optional<double> stopS, double lengthS);
 
     explicit SoundTimeline(double frameRateHz = 0.0);
 
-    /** A pass has written a frame at \a lifeS, the last one of \a frames so far. */
-    void addPass(quint64 frames, double lifeS);
+    /** A pass has written a frame at \a wallS, the last one of \a frames so far. */
+    void addPass(quint64 frames, double wallS);
 
     /** When the first frame was written; none before that. */
     std::optional<double> firstFrameS() const;
@@ -76,13 +81,13 @@ public:
      * Each filter sees all that its input gives, so a file is opened anew for some pieces at a time: a
      * recording in a thousand pieces takes no longer than one in a few.
      */
-    static Conversion conversion(const std::vector<Piece> &pieces, const Clock &clock);
+    static Conversion conversion(const std::vector<Piece> &pieces, const SoundClock &clock);
 
 private:
     struct Pass
     {
         double video;
-        double life;
+        double wall;
     };
 
     double tolerance() const;
@@ -94,6 +99,6 @@ private:
     std::optional<Pass> first; // of all
     Pass start{}; // of the piece that grows
     Pass last{};
-    double lowest = 0.0; // slopes, time in life by time in the video, of the lines that are still possible
+    double lowest = 0.0; // slopes, wall-clock time by video time, of the lines that are still possible
     double highest = 0.0;
 };

@@ -1,271 +1,42 @@
 #include "recording/avrecording.h"
 
+#include "audio/audioinfo.h"
 #include "audio/audiorecorder.h"
 #include "baselib/console_p.h"
-#include "ffmpeg/ffmpegcall_p.h"
-#include "recording/soundtimeline_p.h"
+#include "recording/avrecordingmaker_p.h"
 #include "recording/videorecorder.h"
 
 #include <QAudioRecorder>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QMutex>
-#include <QSemaphore>
-#include <QTemporaryFile>
 
 #include <algorithm>
-#include <functional>
-#include <optional>
 #include <utility>
-#include <vector>
 
 namespace {
 
 constexpr int closingLookMs = 20;
-constexpr int closeTimeoutMs = 10'000;
-constexpr int closeSliceMs = 100;
-constexpr int conversionTimeoutMs = 120'000; // and the length of the sound
-// Who destroys us destroys the video recorder next, and that waits for its finish for 10 s.
-constexpr double leftWaitS = 5.0;
-constexpr qint64 emptySoundBytes = 100; // a header and nothing else
-
-const QString goesOn = QStringLiteral(". The video is recorded all the same");
-
-QString freeName(const QString &wanted)
-{
-    QString name = wanted;
-    for (int i = 2; QFileInfo::exists(name) || QFileInfo(name).isSymLink(); ++i)
-        name = wanted + QString::number(i);
-    return name;
-}
+constexpr int silenceLookMs = 200;
+constexpr double silenceDb = -70.0;
 
 } // namespace
 
-// The sound of one recording.
-struct AvRecording::Take
-{
-    QMutex mutex; // guards the four below
-    QString file; // empty before the microphone is started
-    std::vector<double> begins; // when the file seemed to begin, on the link's clock
-    std::optional<double> stopS; // when the microphone was stopped
-    bool isFailed = false; // and that has been told
-
-    QSemaphore closed; // gets one when the file is closed
-
-    SoundTimeline timeline; // the worker's
-    bool isFilmed = false; // guarded by the link: the recording has begun
-};
-
-// What the video recorder's worker calls; it outlives the AvRecording.
-class AvRecording::Link
-{
-public:
-    explicit Link(AvRecording *owner) : owner(owner) { clock.start(); }
-
-    double nowS() const { return double(clock.nsecsElapsed()) / 1e9; }
-
-    // Puts a take in place for the recording that is armed, unless there is one.
-    std::shared_ptr<Take> arm()
-    {
-        const QMutexLocker locker(&mutex);
-        if (take)
-            return {};
-        take = std::make_shared<Take>();
-        return take;
-    }
-
-    // Takes an armed take back whose recording never began.
-    std::shared_ptr<Take> disarm()
-    {
-        const QMutexLocker locker(&mutex);
-        return take && !take->isFilmed ? std::move(take) : nullptr;
-    }
-
-    void leave()
-    {
-        const QMutexLocker locker(&mutex);
-        owner = nullptr;
-        leftS = nowS();
-    }
-
-    void recordStarted(double frameRate)
-    {
-        const bool isArmed = !arm();
-        std::shared_ptr<Take> begun;
-        {
-            const QMutexLocker locker(&mutex);
-            if (!owner && !isArmed)
-                take.reset();
-            if (!take)
-                return;
-            take->isFilmed = true;
-            take->timeline = SoundTimeline(frameRate);
-            begun = take;
-        }
-        if (!isArmed)
-            post([begun](AvRecording *to) { to->beginSound(begun); });
-    }
-
-    void framesWritten(quint64 frames)
-    {
-        std::shared_ptr<Take> current;
-        {
-            const QMutexLocker locker(&mutex);
-            current = take;
-        }
-        if (current)
-            current->timeline.addPass(frames, nowS());
-    }
-
-    void makeSound(const VideoRecorder::SoundRequest &request)
-    {
-        std::shared_ptr<Take> ended;
-        {
-            const QMutexLocker locker(&mutex);
-            ended = std::move(take);
-        }
-        if (!ended)
-            return;
-        post([ended](AvRecording *to) { to->endSound(ended); });
-        const bool isClosed = waitFor(*ended);
-        QMutexLocker locker(&ended->mutex);
-        const QString file = ended->file;
-        locker.unlock();
-        if (file.isEmpty())
-            return; // sound was not wanted
-        if (request.isRemoved) {
-            QFile::remove(file);
-            return;
-        }
-        if (!isClosed) {
-            fail(ended, AvRecording::tr("The sound is not closed in time and stays in %1").arg(file));
-            return;
-        }
-        if (QFileInfo(file).size() <= emptySoundBytes) {
-            QFile::remove(file);
-            fail(ended, AvRecording::tr("The microphone gave no sound"));
-            return;
-        }
-        place(ended, file, request);
-    }
-
-private:
-    // The owner may go at any time, but not while this is under way.
-    void post(std::function<void(AvRecording *)> call)
-    {
-        const QMutexLocker locker(&mutex);
-        if (owner)
-            QMetaObject::invokeMethod(
-                owner, [to = owner, call = std::move(call)] { call(to); }, Qt::QueuedConnection);
-    }
-
-    bool isLeft()
-    {
-        const QMutexLocker locker(&mutex);
-        return !owner;
-    }
-
-    bool waitFor(Take &ended)
-    {
-        for (int waited = 0; waited < closeTimeoutMs && !isLeft(); waited += closeSliceMs) {
-            if (ended.closed.tryAcquire(1, closeSliceMs))
-                return true;
-        }
-        // An owner that goes has closed the sound before.
-        return ended.closed.tryAcquire();
-    }
-
-    void fail(const std::shared_ptr<Take> &failed, const QString &reason)
-    {
-        {
-            const QMutexLocker locker(&failed->mutex);
-            if (std::exchange(failed->isFailed, true))
-                return;
-        }
-        writeConsole(reason);
-        post([reason](AvRecording *to) { Q_EMIT to->soundFailed(reason); });
-    }
-
-    void place(
-        const std::shared_ptr<Take> &ended, const QString &file, const VideoRecorder::SoundRequest &request)
-    {
-        std::optional<std::pair<double, double>> frames;
-        if (request.cut)
-            frames = {double(request.cut->first), double(request.cut->second)};
-        const std::vector<SoundTimeline::Piece> pieces = ended->timeline.pieces(frames);
-        const QString wav = request.isCopied ? besideVideo(request.destination) : request.audioPath;
-        const QString made = freeName(wav + QStringLiteral(".new"));
-        const double wallS = pieces.empty() ? 0.0 : pieces.back().wallEnd - pieces.front().wallBegin;
-        const int timeoutMs = conversionTimeoutMs + int(std::min(wallS * 1000.0, 1e9));
-        const auto isCancelled = [this, begunS = nowS()] {
-            return isLeft() && nowS() - std::max(begunS, leftS) > leftWaitS;
-        };
-
-        QMutexLocker locker(&ended->mutex);
-        const std::vector<double> begins = ended->begins;
-        const std::optional<double> stopS = ended->isFailed ? std::nullopt : ended->stopS;
-        locker.unlock();
-        const double lengthS = ffmpegcall::soundLengthS(file, timeoutMs, isCancelled);
-        const SoundTimeline::SoundClock soundClock = SoundTimeline::clockOf(begins, stopS, lengthS);
-
-        const SoundTimeline::Conversion conversion = SoundTimeline::conversion(pieces, soundClock);
-        QStringList arguments = conversion.inputArguments(file);
-        QTemporaryFile script;
-        QString error;
-        if (pieces.empty())
-            error = QStringLiteral("no frame was recorded");
-        else if (!script.open() || script.write(conversion.filters.toUtf8()) < 0)
-            error = script.errorString();
-        script.close();
-        if (error.isEmpty()) {
-            arguments << QStringLiteral("-filter_complex_script") << script.fileName()
-                      << QStringLiteral("-map") << QStringLiteral("[out]") << QStringLiteral("-c:a")
-                      << QStringLiteral("pcm_s16le") << QStringLiteral("-rf64") << QStringLiteral("auto")
-                      << QStringLiteral("-f") << QStringLiteral("wav") << made;
-            error = ffmpegcall::run(arguments, timeoutMs, isCancelled);
-        }
-        if (error.isEmpty()) {
-            QFile::remove(wav);
-            if (!QFile::rename(made, wav))
-                error = QStringLiteral("%1 cannot be written").arg(wav);
-        }
-        QFile::remove(made);
-        if (!error.isEmpty()) {
-            writeConsole(QStringLiteral("The sound is not joined: ") + error);
-            fail(ended, AvRecording::tr("The sound cannot be joined to the video and stays in %1").arg(file));
-            return;
-        }
-        QFile::remove(file);
-        const double offsetS = soundClock.startS - *ended->timeline.firstFrameS();
-        post([offsetS](AvRecording *to) { Q_EMIT to->soundAligned(offsetS * 1000.0); });
-    }
-
-    static QString besideVideo(const QString &path)
-    {
-        const QFileInfo info(path);
-        return info.path() + QLatin1Char('/') + info.completeBaseName() + QStringLiteral(".wav");
-    }
-
-    QElapsedTimer clock; // read by all
-    QMutex mutex; // guards the three below
-    AvRecording *owner;
-    double leftS = 0.0; // when the owner went; final from then on
-    std::shared_ptr<Take> take; // of the recording that is armed or runs
-};
-
 AvRecording::AvRecording(VideoRecorder *video, AudioRecorder *audio, QObject *parent)
-    : QObject(parent), video(video), audio(audio), link(std::make_shared<Link>(this))
+    : QObject(parent), video(video), audio(audio), maker(std::make_shared<Maker>(this))
 {
-    // The worker calls the link, which may outlive us, and never ourselves.
+    isMaker = video->setSoundMaker(
+        [maker = maker](const VideoRecorder::SoundRequest &request) { maker->makeSound(request); },
+        [maker = maker] { maker->close(); });
+    if (!isMaker)
+        return;
+    // The worker calls the maker, which may outlive us, and never ourselves.
     connect(
         video, &VideoRecorder::recordStarted, this,
-        [link = link, video] { link->recordStarted(video->getFrameRate()); }, Qt::DirectConnection);
+        [maker = maker, video] { maker->recordStarted(video->getFrameRate()); }, Qt::DirectConnection);
     connect(
         video, &VideoRecorder::frameCountChanged, this,
-        [link = link](qulonglong frames) { link->framesWritten(frames); }, Qt::DirectConnection);
-    video->setSoundMaker(
-        [link = link](const VideoRecorder::SoundRequest &request) { link->makeSound(request); });
+        [maker = maker](qulonglong frames) { maker->framesWritten(frames); }, Qt::DirectConnection);
     connect(audio, &AudioRecorder::recordStarted, this, [this] {
         // An error makes the recorder take another back end, so each start is watched anew.
         const QAudioRecorder *const backEnd = this->audio->backEnd();
@@ -278,19 +49,30 @@ AvRecording::AvRecording(VideoRecorder *video, AudioRecorder *audio, QObject *pa
     });
     closing.setInterval(closingLookMs);
     connect(&closing, &QTimer::timeout, this, &AvRecording::lookWhetherClosed);
+
+    silence.setInterval(silenceLookMs);
+    connect(&silence, &QTimer::timeout, this, &AvRecording::lookWhetherSilent);
+    const AudioInfo *const meter = audio->meter();
+    if (!meter)
+        return;
+    connect(meter, &AudioInfo::update, this, [this, meter] {
+        double peak = 0.0;
+        for (int i = 0; i < meter->channelCount(); ++i)
+            peak = std::max(peak, meter->peak(i));
+        if (AudioInfo::toDecibels(peak) <= silenceDb)
+            return;
+        silentLooks = 0;
+        setSilent(false);
+    });
 }
 
 AvRecording::~AvRecording()
 {
-    if (heard) {
-        endSound(heard);
-        if (audio)
-            audio->waitForClosed();
-        lookWhetherClosed();
-    }
-    if (heard)
-        heard->closed.release();
-    link->leave();
+    closeSound();
+    maker->leave();
+    discardUnused();
+    if (isMaker && video)
+        video->setSoundMaker({});
 }
 
 void AvRecording::setSoundEnabled(bool enabled)
@@ -303,6 +85,26 @@ bool AvRecording::isSoundEnabled() const
     return soundEnabled;
 }
 
+void AvRecording::setOffsetMs(double ms)
+{
+    soundOffsetMs = ms;
+}
+
+double AvRecording::offsetMs() const
+{
+    return soundOffsetMs;
+}
+
+void AvRecording::setSilenceLimit(double seconds)
+{
+    silenceS = seconds;
+}
+
+double AvRecording::silenceLimit() const
+{
+    return silenceS;
+}
+
 void AvRecording::startRecord(QString path)
 {
     if (!video)
@@ -310,62 +112,78 @@ void AvRecording::startRecord(QString path)
     video->startRecord(path);
     if (!video->getIsRecording())
         return;
+    if (!isMaker) {
+        tellFailure(tr("The video recorder has its sound from elsewhere"));
+        return;
+    }
     // With the former recording not finished yet, the sound begins with the first frame.
-    if (const std::shared_ptr<Take> take = link->arm())
-        beginSound(take);
+    if (const std::shared_ptr<SoundTrack> track = maker->arm())
+        beginSound(track);
 }
 
 void AvRecording::stopRecord(bool remove)
 {
     if (video)
         video->stopRecord(remove);
-    const std::shared_ptr<Take> unused = link->disarm();
-    if (!unused)
-        return;
-    endSound(unused);
-    if (audio)
-        audio->waitForClosed();
-    QFile::remove(unused->file);
+    discardUnused();
 }
 
-void AvRecording::beginSound(const std::shared_ptr<Take> &take)
+// What was armed and never began is no recording's.
+void AvRecording::discardUnused()
 {
-    if (!soundEnabled || !audio || !video) {
-        take->closed.release();
+    const std::shared_ptr<SoundTrack> unused = maker->disarm();
+    if (!unused)
         return;
-    }
+    if (heard == unused)
+        closeSound();
+    if (!unused->file.isEmpty())
+        QFile::remove(unused->file);
+}
+
+void AvRecording::beginSound(const std::shared_ptr<SoundTrack> &track)
+{
+    if (!soundEnabled || !audio || !video)
+        return;
     if (heard || audio->isRecording()) {
-        take->closed.release();
-        const QString reason = tr("The microphone is still in use");
-        writeConsole(reason + goesOn);
-        Q_EMIT soundFailed(reason);
+        tellFailure(tr("The microphone is still in use"));
         return;
     }
     const QFileInfo film(video->getTempFilePath());
-    const QString file =
-        freeName(film.path() + QLatin1Char('/') + film.completeBaseName() + QStringLiteral(".wav.part"));
+    const QString file = Maker::freeName(
+        film.path() + QLatin1Char('/') + film.completeBaseName() + QStringLiteral(".wav.part"));
+    bool isLate = false;
     {
-        const QMutexLocker locker(&take->mutex);
-        take->file = file;
+        const QMutexLocker locker(&track->mutex);
+        isLate = track->isEnded;
+        if (!isLate)
+            track->file = file;
+        track->offsetS = soundOffsetMs / 1000.0;
     }
-    heard = take;
+    if (isLate) {
+        tellFailure(tr("The microphone gave no sound"));
+        return;
+    }
+    heard = track;
     audio->setOutputLocation(file);
     audio->startRecord();
     Q_EMIT soundStarted();
     if (!audio->isRecording())
         noteError();
+    silentLooks = 0;
+    if (audio->meter())
+        silence.start();
 }
 
 void AvRecording::noteSound(qint64 durationMs)
 {
     if (durationMs > 0)
-        noteSoundStart(link->nowS() - double(durationMs) / 1000.0);
+        noteSoundStart(maker->nowS() - double(durationMs) / 1000.0);
 }
 
 void AvRecording::noteStatus()
 {
     if (audio->backEnd()->status() == QMediaRecorder::RecordingStatus)
-        noteSoundStart(link->nowS());
+        noteSoundStart(maker->nowS());
 }
 
 void AvRecording::noteSoundStart(double wallS)
@@ -385,25 +203,47 @@ void AvRecording::noteError()
         if (std::exchange(heard->isFailed, true))
             return;
     }
-    const QString reason = tr("The microphone fails: %1").arg(audio->lastError());
-    writeConsole(reason + goesOn);
+    tellFailure(tr("The microphone fails: %1").arg(audio->lastError()));
+}
+
+void AvRecording::tellFailure(QString reason)
+{
+    while (reason.endsWith(QLatin1Char('.')))
+        reason.chop(1);
+    writeConsole(reason + QStringLiteral(". The video is recorded all the same"));
     Q_EMIT soundFailed(reason);
 }
 
-void AvRecording::endSound(const std::shared_ptr<Take> &take)
+void AvRecording::endSound(const std::shared_ptr<SoundTrack> &track)
 {
-    if (heard != take) {
-        take->closed.release();
-        return;
-    }
+    if (heard != track)
+        return; // closed already
+    silence.stop();
     if (audio && audio->isRecording()) {
-        const QMutexLocker locker(&take->mutex);
-        take->stopS = link->nowS();
+        const QMutexLocker locker(&track->mutex);
+        track->stopS = maker->nowS();
     }
     if (audio)
         audio->stopRecord();
     closing.start();
     lookWhetherClosed();
+    setSilent(false);
+}
+
+// Does not return before the file is closed, but for a back end that takes too long.
+void AvRecording::closeSound()
+{
+    if (!heard)
+        return;
+    const QPointer<AvRecording> self(this);
+    endSound(heard);
+    if (self && audio)
+        audio->waitForClosed();
+    if (!self || !heard)
+        return;
+    closing.stop();
+    heard->closed.release();
+    heard.reset();
 }
 
 void AvRecording::lookWhetherClosed()
@@ -414,4 +254,31 @@ void AvRecording::lookWhetherClosed()
     if (heard)
         heard->closed.release();
     heard.reset();
+}
+
+// Looks are counted, not time: a thread that stood still has not heard whether there was sound.
+void AvRecording::lookWhetherSilent()
+{
+    if (!audio || !audio->isRecording()) {
+        silence.stop(); // an error has been told
+        setSilent(false);
+        return;
+    }
+    if (video && video->getIsPaused()) {
+        silentLooks = 0;
+        return;
+    }
+    ++silentLooks;
+    if (silenceS > 0.0 && silentLooks * silenceLookMs >= silenceS * 1000.0)
+        setSilent(true);
+}
+
+void AvRecording::setSilent(bool silent)
+{
+    if (std::exchange(isSilent, silent) == silent)
+        return;
+    if (silent)
+        writeConsole(QStringLiteral("The microphone has been silent for %1 s while a recording runs")
+                         .arg(silentLooks * silenceLookMs / 1000.0));
+    Q_EMIT soundSilent(silent);
 }

@@ -38,9 +38,14 @@ class VideoRecorder;
  * without sound; sound that cannot be made into a ".wav" stays where it is. soundFailed() and a console line
  * tell each of these.
  *
- * \thread The one of the audio recorder, which must deliver events; the finish waits 10 s for it at most.
- * \ownership Neither recorder is owned. The object has to go before them. A recording under way then goes on
- * and gets the sound up to that moment.
+ * One video recorder takes its sound from one object. If it has another sound maker already, recordings get
+ * no sound from this one; a console line says so at construction and soundFailed() at each startRecord().
+ *
+ * \thread The one of the audio recorder, which must deliver events; the finish waits 10 s for it at most. On
+ * this thread the video recorder may be destroyed with its recording stopped just before: it closes the sound
+ * first, and the recording is delivered with it.
+ * \ownership Neither recorder is owned. The three may go in any order. A recording under way gets the sound
+ * up to the moment in which this object or the audio recorder goes.
  */
 class VTCV_EXPORT AvRecording : public QObject
 {
@@ -54,6 +59,21 @@ public:
     void setSoundEnabled(bool enabled);
     bool isSoundEnabled() const;
 
+    /** Lays the sound \a ms later under the picture, earlier if negative: a camera takes its time from the
+     * light to the frame. Counts for recordings that start from now on; 0 at first. */
+    void setOffsetMs(double ms);
+    double offsetMs() const;
+
+    /**
+     * Warns by soundSilent() and a console line of a microphone that stays silent for so long while a
+     * recording runs, because it is muted, say. 3 s at first; 0 or less switches that off.
+     *
+     * Silent is what has no sample above -70 dB of full scale. Back ends of Qt Multimedia that cannot say
+     * what they hear (AudioRecorder::meter() is null) give no warning.
+     */
+    void setSilenceLimit(double seconds);
+    double silenceLimit() const;
+
 public Q_SLOTS:
     /** Starts the video recorder, see VideoRecorder::startRecord(), and the microphone. */
     void startRecord(QString path = QString());
@@ -66,30 +86,45 @@ Q_SIGNALS:
     void soundStarted();
 
     /**
-     * The sound of a finished recording lies under its picture. It began \a offsetMs after the first frame
-     * and silence fills that time; a negative offset is what was trimmed off.
+     * The sound of a finished recording lies under its picture. It begins \a offsetMs after the first frame
+     * and silence fills that time; a negative offset is what was trimmed off. offsetMs() is part of it.
      */
     void soundAligned(double offsetMs);
 
     /** The recording gets no sound, or less than it should; \a reason is a text for users. */
     void soundFailed(QString reason);
 
-private:
-    struct Take;
-    class Link;
+    /** True: the microphone has been silent for silenceLimit(). False, after that: it gives sound again, or
+     * its recording is over. */
+    void soundSilent(bool silent);
 
-    void beginSound(const std::shared_ptr<Take> &take);
-    void endSound(const std::shared_ptr<Take> &take);
+private:
+    struct SoundTrack;
+    class Maker;
+
+    void beginSound(const std::shared_ptr<SoundTrack> &track);
+    void endSound(const std::shared_ptr<SoundTrack> &track);
+    void closeSound();
+    void discardUnused();
     void noteSound(qint64 durationMs);
     void noteStatus();
     void noteSoundStart(double wallS);
     void noteError();
     void lookWhetherClosed();
+    void lookWhetherSilent();
+    void setSilent(bool silent);
+    void tellFailure(QString reason);
 
     QPointer<VideoRecorder> video;
     QPointer<AudioRecorder> audio;
-    std::shared_ptr<Link> link; // shared with the video recorder's worker
-    std::shared_ptr<Take> heard; // what the microphone records now
+    std::shared_ptr<Maker> maker; // shared with the video recorder's worker
+    std::shared_ptr<SoundTrack> heard; // what the microphone records now
     QTimer closing; // looks whether the file of `heard` is closed
+    QTimer silence; // looks whether there was sound since the last look
+    bool isMaker = false; // false: another one was there first
     bool soundEnabled = true;
+    double soundOffsetMs = 0.0;
+    double silenceS = 3.0;
+    int silentLooks = 0;
+    bool isSilent = false;
 };

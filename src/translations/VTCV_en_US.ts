@@ -540,6 +540,13 @@
     </message>
 </context>
 <context>
+    <name>FFMpegQueueNotifier</name>
+    <message>
+        <source>The job for %1 was removed, the video stays in %2</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
     <name>FPSWidget</name>
     <message>
         <source>Frame rate; no frames at the moment</source>
@@ -738,36 +745,9 @@
     </message>
 </context>
 <context>
-    <name>RecordingWatch</name>
-    <message>
-        <source>The video is not being written, frames are lost</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Disk nearly full: %1 left</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Disk of the destination nearly full: %1 left</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Encoder too slow: %1 of %2 frames a second</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>Recording ended, disk nearly full: %1 left</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>%1 s</source>
     <name>RecordingRecovery</name>
     <message>
         <source>The operation was cancelled.</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
-        <source>The sound cannot be joined, it lies beside the video.</source>
         <translation type="unfinished"></translation>
     </message>
     <message>
@@ -792,6 +772,37 @@
     </message>
     <message>
         <source>The file %1 cannot be removed.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The sound cannot be joined, it lies beside the video.</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>RecordingWatch</name>
+    <message>
+        <source>The video is not being written, frames are lost</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Disk nearly full: %1 left</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Disk of the destination nearly full: %1 left</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Encoder too slow: %1 of %2 frames a second</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Recording ended, disk nearly full: %1 left</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 s</source>
         <translation type="unfinished"></translation>
     </message>
 </context>
@@ -982,6 +993,49 @@
     </message>
     <message>
         <source>Position in the video</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>VideoRecorder</name>
+    <message>
+        <source>ffmpeg failed; the recording stays in %1.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The conversion was cancelled; the recording stays in %1.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The recording cannot be read as a video; it stays in %1.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The conversion was taken out of the queue; the recording stays in %1.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>No frame was written.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The temporary video is gone or empty.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The video is not whole: %1 of %2 frames were found.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The finish failed; the recording stays in %1.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Another recording lies at %1; this one stays in %2.</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>The recording cannot be copied to %1; it stays in %2.</source>
         <translation type="unfinished"></translation>
     </message>
 </context>

@@ -542,6 +542,13 @@
     </message>
 </context>
 <context>
+    <name>FFMpegQueueNotifier</name>
+    <message>
+        <source>The job for %1 was removed, the video stays in %2</source>
+        <translation>Задание для %1 удалено, видео остаётся в %2</translation>
+    </message>
+</context>
+<context>
     <name>FPSWidget</name>
     <message>
         <source>Frame rate; no frames at the moment</source>
@@ -740,38 +747,10 @@
     </message>
 </context>
 <context>
-    <name>RecordingWatch</name>
-    <message>
-        <source>The video is not being written, frames are lost</source>
-        <translation>Видео не записывается, кадры теряются</translation>
-    </message>
-    <message>
-        <source>Disk nearly full: %1 left</source>
-        <translation>Диск почти заполнен: осталось %1</translation>
-    </message>
-    <message>
-        <source>Disk of the destination nearly full: %1 left</source>
-        <translation>Диск назначения почти заполнен: осталось %1</translation>
-    </message>
-    <message>
-        <source>Encoder too slow: %1 of %2 frames a second</source>
-        <translation>Кодировщик не успевает: %1 из %2 кадров в секунду</translation>
-    </message>
-    <message>
-        <source>Recording ended, disk nearly full: %1 left</source>
-        <translation>Запись остановлена, диск почти заполнен: осталось %1</translation>
-    </message>
-    <message>
-        <source>%1 s</source>
-        <translation>%1 с</translation>
     <name>RecordingRecovery</name>
     <message>
         <source>The operation was cancelled.</source>
         <translation>Операция отменена.</translation>
-    </message>
-    <message>
-        <source>The sound cannot be joined, it lies beside the video.</source>
-        <translation>Не удалось добавить звук в видео, он лежит рядом с ним.</translation>
     </message>
     <message>
         <source>The new video holds %1 of %2 frames.</source>
@@ -796,6 +775,37 @@
     <message>
         <source>The file %1 cannot be removed.</source>
         <translation>Не удалось удалить файл %1.</translation>
+    </message>
+    <message>
+        <source>The sound cannot be joined, it lies beside the video.</source>
+        <translation>Не удалось добавить звук в видео, он лежит рядом с ним.</translation>
+    </message>
+</context>
+<context>
+    <name>RecordingWatch</name>
+    <message>
+        <source>The video is not being written, frames are lost</source>
+        <translation>Видео не записывается, кадры теряются</translation>
+    </message>
+    <message>
+        <source>Disk nearly full: %1 left</source>
+        <translation>Диск почти заполнен: осталось %1</translation>
+    </message>
+    <message>
+        <source>Disk of the destination nearly full: %1 left</source>
+        <translation>Диск назначения почти заполнен: осталось %1</translation>
+    </message>
+    <message>
+        <source>Encoder too slow: %1 of %2 frames a second</source>
+        <translation>Кодировщик не успевает: %1 из %2 кадров в секунду</translation>
+    </message>
+    <message>
+        <source>Recording ended, disk nearly full: %1 left</source>
+        <translation>Запись остановлена, диск почти заполнен: осталось %1</translation>
+    </message>
+    <message>
+        <source>%1 s</source>
+        <translation>%1 с</translation>
     </message>
 </context>
 <context>
@@ -986,6 +996,49 @@
     <message>
         <source>Position in the video</source>
         <translation>Позиция в видео</translation>
+    </message>
+</context>
+<context>
+    <name>VideoRecorder</name>
+    <message>
+        <source>ffmpeg failed; the recording stays in %1.</source>
+        <translation>Ошибка ffmpeg; запись остаётся в %1.</translation>
+    </message>
+    <message>
+        <source>The conversion was cancelled; the recording stays in %1.</source>
+        <translation>Преобразование отменено; запись остаётся в %1.</translation>
+    </message>
+    <message>
+        <source>The recording cannot be read as a video; it stays in %1.</source>
+        <translation>Запись не читается как видео; она остаётся в %1.</translation>
+    </message>
+    <message>
+        <source>The conversion was taken out of the queue; the recording stays in %1.</source>
+        <translation>Преобразование удалено из очереди; запись остаётся в %1.</translation>
+    </message>
+    <message>
+        <source>No frame was written.</source>
+        <translation>Ни один кадр не записан.</translation>
+    </message>
+    <message>
+        <source>The temporary video is gone or empty.</source>
+        <translation>Временное видео исчезло или пусто.</translation>
+    </message>
+    <message>
+        <source>The video is not whole: %1 of %2 frames were found.</source>
+        <translation>Видео неполное: найдено %1 из %2 кадров.</translation>
+    </message>
+    <message>
+        <source>The finish failed; the recording stays in %1.</source>
+        <translation>Запись не удалось завершить; она остаётся в %1.</translation>
+    </message>
+    <message>
+        <source>Another recording lies at %1; this one stays in %2.</source>
+        <translation>В %1 лежит другая запись; эта остаётся в %2.</translation>
+    </message>
+    <message>
+        <source>The recording cannot be copied to %1; it stays in %2.</source>
+        <translation>Запись не удалось скопировать в %1; она остаётся в %2.</translation>
     </message>
 </context>
 <context>

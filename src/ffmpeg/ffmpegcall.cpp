@@ -1,62 +1,53 @@
 #include "ffmpeg/ffmpegcall_p.h"
 
-#include <QDeadlineTimer>
-#include <QProcess>
+#include "ffmpeg/ffmpegchild_p.h"
+
+#include <utility>
 
 namespace {
 
-constexpr int lookMs = 100;
-constexpr int endMs = 2000;
-constexpr int keptText = 2000;
+constexpr int keptOutput = 2000;
 
-QString runFor(
-    QByteArray &output, const QStringList &arguments, int timeoutMs, const std::function<bool()> &isCancelled)
+QString runFor(QByteArray &printed, const QStringList &arguments, const QString &output, int timeoutMs,
+    const std::function<bool()> &isCancelled)
 {
-    QProcess process;
-    process.setStandardInputFile(QProcess::nullDevice());
-    process.start(QStringLiteral("ffmpeg"),
-        QStringList{
-            QStringLiteral("-nostdin"), QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-y")}
-            + arguments);
-    if (!process.waitForStarted())
-        return QStringLiteral("ffmpeg cannot be started: ") + process.errorString();
-
-    QString text;
-    const QDeadlineTimer deadline(timeoutMs);
-    bool isEnded = false;
-    while (!isEnded && !deadline.hasExpired() && !isCancelled()) {
-        isEnded = process.waitForFinished(lookMs) || process.state() == QProcess::NotRunning;
-        text = (text + QString::fromLocal8Bit(process.readAllStandardError())).right(keptText);
-        output = (output + process.readAllStandardOutput()).right(keptText);
-    }
-    if (!isEnded) {
-        process.kill();
-        process.waitForFinished(endMs);
-        return isCancelled() ? QStringLiteral("ffmpeg was stopped") : QStringLiteral("ffmpeg took too long");
-    }
-    if (process.exitStatus() == QProcess::NormalExit && process.exitCode() == 0)
+    FFMpegChild child;
+    QObject::connect(&child, &FFMpegChild::printed, &child,
+        [&](const QByteArray &chunk) { printed = (printed + chunk).right(keptOutput); });
+    child.start(QStringList{QStringLiteral("-nostdin"), QStringLiteral("-v"), QStringLiteral("error"),
+                    QStringLiteral("-y")}
+            + arguments,
+        {output, {}, false});
+    const bool isEnded = child.waitFor(timeoutMs, isCancelled);
+    const FFMpegChild::Result &result = child.result();
+    if (result.ok)
         return {};
-    text = text.trimmed().section(QLatin1Char('\n'), -1);
-    return text.isEmpty() ? QStringLiteral("ffmpeg failed with exit code %1").arg(process.exitCode()) : text;
+    if (!isEnded && result.code == -1)
+        return QStringLiteral("ffmpeg cannot be started: ") + result.text;
+    if (!isEnded)
+        return isCancelled() ? QStringLiteral("ffmpeg was stopped") : QStringLiteral("ffmpeg took too long");
+    const QString reason =
+        result.fault.isEmpty() ? result.text.trimmed().section(QLatin1Char('\n'), -1) : result.fault;
+    return reason.isEmpty() ? QStringLiteral("ffmpeg failed with exit code %1").arg(result.code) : reason;
 }
 
 } // namespace
 
 QString ffmpegcall::run(const QStringList &arguments, int timeoutMs, const std::function<bool()> &isCancelled)
 {
-    QByteArray output;
-    return runFor(output, arguments, timeoutMs, isCancelled);
+    QByteArray printed;
+    return runFor(printed, arguments, arguments.value(arguments.size() - 1), timeoutMs, isCancelled);
 }
 
 double ffmpegcall::soundLengthS(const QString &path, int timeoutMs, const std::function<bool()> &isCancelled)
 {
-    QByteArray output;
-    runFor(output,
-        {QStringLiteral("-i"), path, QStringLiteral("-map"), QStringLiteral("0:a:0"),
+    QByteArray printed;
+    runFor(printed,
+        {QStringLiteral("-i"), FFMpegChild::path(path), QStringLiteral("-map"), QStringLiteral("0:a:0"),
             QStringLiteral("-progress"), QStringLiteral("pipe:1"), QStringLiteral("-f"),
             QStringLiteral("null"), QStringLiteral("-")},
-        timeoutMs, isCancelled);
+        {}, timeoutMs, isCancelled);
     const QByteArray key = "out_time_us=";
-    const int at = output.lastIndexOf(key);
-    return at < 0 ? 0.0 : output.mid(at + key.size()).split('\n').first().trimmed().toDouble() / 1e6;
+    const int at = printed.lastIndexOf(key);
+    return at < 0 ? 0.0 : printed.mid(at + key.size()).split('\n').first().trimmed().toDouble() / 1e6;
 }

@@ -11,15 +11,16 @@
 namespace ffmpegcall {
 
 /**
- * Runs `ffmpeg` with \a arguments. It is asked to overwrite and gets no answer on its input.
+ * Runs `ffmpeg` with \a arguments, the last of which is the output. An existing output is overwritten.
  *
+ * \param arguments paths among them are absolute.
  * \param isCancelled is asked ten times a second; true ends the child.
  * \return an empty text after success, otherwise what went wrong: what `ffmpeg` said last.
  */
 VTCV_TEST_EXPORT QString run(
     const QStringList &arguments, int timeoutMs, const std::function<bool()> &isCancelled);
 
-/** The length of a file's sound in s, by decoding it; 0 where it has none. */
+/** The length of a file's sound in s, by decoding it; 0 if it has none. */
 VTCV_TEST_EXPORT double soundLengthS(
     const QString &path, int timeoutMs, const std::function<bool()> &isCancelled);
 

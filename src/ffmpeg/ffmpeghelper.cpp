@@ -1,19 +1,13 @@
 #include "ffmpeg/ffmpeghelper.h"
 
+#include "ffmpeg/ffmpegchild_p.h"
 #include "ffmpeg/ffmpegtask_p.h"
 
 #include <QDebug>
-#include <QFile>
 #include <QFileInfo>
 #include <QMutex>
-#include <QProcess>
-
-#include <utility>
 
 namespace {
-
-constexpr int terminateLimitMs = 1000;
-constexpr int killLimitMs = 2000;
 
 QMutex errorMutex; // guards lastError against other calls; a reader has to see to itself
 
@@ -30,39 +24,34 @@ bool failConvert(const QString &error)
     return false;
 }
 
-// True where the child has ended within the limit; otherwise there is none any more.
-bool runBlocking(FFMpegTask &task, unsigned int timeoutMs)
-{
-    QProcess process;
-    // Nobody reads it, and an endless text would fill the memory.
-    process.setStandardOutputFile(QProcess::nullDevice());
-    process.setStandardErrorFile(QProcess::nullDevice());
-    task.start(process);
-    const int limitMs = int(timeoutMs);
-    if (process.waitForFinished(limitMs < 0 ? -1 : limitMs))
-        return true;
-    if (process.state() != QProcess::NotRunning) {
-        process.terminate();
-        if (!process.waitForFinished(terminateLimitMs)) {
-            process.kill();
-            process.waitForFinished(killLimitMs);
-        }
-    }
-    return false;
-}
-
+// The exit code is not looked at.
 bool runOrFail(FFMpegTask &&task, unsigned int timeoutMs)
 {
-    if (task.state == FFMpegTask::State::Unneeded)
-        return true;
-    if (task.state == FFMpegTask::State::Refused)
-        return false;
-    if (!runBlocking(task, timeoutMs)) {
+    FFMpegChild child;
+    if (task.state == FFMpegTask::State::Ready)
+        task.start(child, false);
+    if (task.state != FFMpegTask::State::Ready)
+        return task.state == FFMpegTask::State::Unneeded;
+    if (!child.waitFor(int(timeoutMs))) {
         qDebug() << "FFMPEG failed";
         return false;
     }
     task.removeList();
-    return QFile::exists(task.destination);
+    return task.destinationExists();
+}
+
+bool runConvert(FFMpegTask &task, unsigned int timeoutMs)
+{
+    storeError(QString());
+    FFMpegChild child;
+    if (task.state == FFMpegTask::State::Ready)
+        task.start(child, false);
+    if (task.state == FFMpegTask::State::Refused)
+        return failConvert(task.error);
+    if (!child.waitFor(int(timeoutMs)))
+        return failConvert(FFMpegTask::timeoutError(timeoutMs));
+    task.reportSizes();
+    return task.destinationExists();
 }
 
 } // namespace
@@ -72,14 +61,8 @@ QString FFMPEGHelper::lastError;
 bool FFMPEGHelper::convert(
     QString &source, QString &destination, QString parameters, bool overwrite, unsigned int timeoutMs)
 {
-    storeError(QString());
     FFMpegTask task = FFMpegTask::convert(source, destination, parameters, overwrite);
-    if (task.state == FFMpegTask::State::Refused)
-        return failConvert(task.error);
-    if (!runBlocking(task, timeoutMs))
-        return failConvert(FFMpegTask::timeoutError(timeoutMs));
-    task.reportSizes();
-    return QFile::exists(destination);
+    return runConvert(task, timeoutMs);
 }
 
 bool FFMPEGHelper::convert(QString &source, QString &destination, bool overwrite, unsigned int timeoutMs)
@@ -91,12 +74,12 @@ bool FFMPEGHelper::convertVideoToMP4(QString &path, bool removeSource, unsigned 
 {
     if (!QFileInfo::exists(path))
         return false;
-    const FFMpegMP4 mp4(path, removeSource);
-    QString target = mp4.target();
-    qDebug() << "CONVERTING" << path << target;
-    const bool ok = convert(path, target, QString(), true, timeoutMs);
+    FFMpegTask task = FFMpegTask::convertToMP4(path, removeSource);
+    qDebug() << "CONVERTING" << path << task.destination;
+    const bool ok = runConvert(task, timeoutMs);
     qDebug() << "CONVERTED" << ok;
-    path = mp4.settle(ok);
+    task.settle(ok);
+    path = task.destination;
     return ok;
 }
 
@@ -113,6 +96,11 @@ bool FFMPEGHelper::crop(QString source, QString destination, int durationMs, uns
 bool FFMPEGHelper::joinAudio(QStringList sources, QString destination, bool safe, unsigned int timeoutMs)
 {
     return runOrFail(FFMpegTask::join(sources, destination, safe), timeoutMs);
+}
+
+void FFMPEGHelper::setMaxParallelJobs(int count)
+{
+    FFMPEGHelperJob::setMaxParallel(count);
 }
 
 FFMPEGHelperJob *FFMPEGHelper::convertAsync(const QString &source, const QString &destination,

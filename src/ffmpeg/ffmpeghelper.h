@@ -21,13 +21,13 @@
  * result by signals and can be cancelled.
  *
  * The program is looked up under the name "ffmpeg.exe" on Windows and "ffmpeg" elsewhere, on the search path.
- * Pass absolute paths, since `ffmpeg` takes "a:b.wav" for a protocol and "-a.wav" for an option. It gets no
- * answer on its input: where it would ask a question, it fails.
+ * Sources and destinations are files, whatever they look like: relative paths are passed as absolute ones. It
+ * gets no answer on its input: where it would ask a question, it fails.
  *
  * **The result of a blocking function says that the destination exists** after `ffmpeg` has ended in time.
  * The exit code is not looked at: an older file that `ffmpeg` has left alone counts as success, and so does
- * the begin of a file on a full disk. Jobs look at the exit code as well, so use them for files that are not
- * to be lost. A child that is still there after the time limit is asked to end, and killed a second later;
+ * the beginning of a file on a full disk. Jobs look at exit code and file, so use them for files that are not
+ * to be lost. A child that is still there after the time limit is asked to end, and killed two seconds later;
  * what it has written stays.
  *
  * What overwrites its destination refuses one that is the source under another spelling ("./a.wav", a link),
@@ -38,7 +38,7 @@
 class VTCV_EXPORT FFMPEGHelper
 {
 public:
-    /** The time limit that is none. */
+    /** Pass as timeoutMs to wait without a limit. */
     static constexpr unsigned int noTimeLimit = 4294967295U;
 
     /**
@@ -120,6 +120,13 @@ public:
      */
     static bool joinAudio(
         QStringList sources, QString destination, bool safe = false, unsigned int timeoutMs = noTimeLimit);
+
+    /**
+     * Sets how many of the jobs below run at a time, 2 by default and at least 1. The others wait.
+     *
+     * \thread Any.
+     */
+    static void setMaxParallelJobs(int count);
 
     /**
      * Each starts what its namesake does, with the same checks and arguments, and returns at once.

@@ -1,11 +1,10 @@
 #include "ffmpeg/ffmpeghelperjob.h"
 
+#include "ffmpeg/ffmpegchild_p.h"
 #include "ffmpeg/ffmpegtask_p.h"
-#include "ffmpeg/ffmpegtext_p.h"
 
 #include <QDebug>
-#include <QFile>
-#include <QProcess>
+#include <QMutex>
 #include <QRegularExpression>
 #include <QTimer>
 
@@ -13,8 +12,20 @@
 
 namespace {
 
-constexpr int terminateLimitMs = 3000;
-constexpr int killLimitMs = 2000;
+// Jobs of all threads. Never destroyed: jobs may still end while the process does.
+struct Line
+{
+    QMutex mutex; // guards all below
+    int limit = 2;
+    int running = 0;
+    QList<FFMPEGHelperJob *> waiting;
+};
+
+Line &line()
+{
+    static Line *const instance = new Line;
+    return *instance;
+}
 
 // "01:02:03.45" behind a mark in \a line; negative where there is none.
 double secondsIn(const QString &line, const QRegularExpression &clock)
@@ -29,17 +40,21 @@ double secondsIn(const QString &line, const QRegularExpression &clock)
 } // namespace
 
 FFMPEGHelperJob::FFMPEGHelperJob(FFMpegTask &&work, unsigned int timeoutMs, QObject *parent)
-    : QObject(parent), task(std::make_unique<FFMpegTask>(std::move(work))),
-      text(std::make_unique<FFMpegText>()), process(new QProcess(this)), timeLimit(new QTimer(this)),
-      killLimit(new QTimer(this))
+    : QObject(parent), task(std::make_unique<FFMpegTask>(std::move(work))), child(new FFMpegChild(this)),
+      timeLimit(new QTimer(this)), timeoutMs(timeoutMs)
 {
     timeLimit->setSingleShot(true);
-    killLimit->setSingleShot(true);
-    killLimit->setInterval(terminateLimitMs);
-    connect(killLimit, &QTimer::timeout, process, &QProcess::kill);
+    connect(
+        timeLimit, &QTimer::timeout, this, [this] { askToEnd(FFMpegTask::timeoutError(this->timeoutMs)); });
+    connect(child, &FFMpegChild::said, this, [this](const QByteArray &, const QStringList &lines) {
+        for (const QString &line : lines)
+            readLine(line);
+    });
+    connect(child, &FFMpegChild::finished, this, &FFMPEGHelperJob::childFinished);
     switch (task->state) {
     case FFMpegTask::State::Ready:
-        start(timeoutMs);
+        if (!waitInLine())
+            start();
         break;
     case FFMpegTask::State::Refused:
         end(task->error);
@@ -52,14 +67,57 @@ FFMPEGHelperJob::FFMPEGHelperJob(FFMpegTask &&work, unsigned int timeoutMs, QObj
 
 FFMPEGHelperJob::~FFMPEGHelperJob()
 {
+    leaveLine();
     if (over)
         return;
-    process->disconnect(this);
-    // What it has written is removed anyway, so it need not be asked.
-    process->kill();
-    process->waitForFinished(killLimitMs);
+    child->disconnect(this);
+    // kill() rather than cancel(): the output is deleted below.
+    child->kill();
     task->removeList();
-    task->removeHalfMade();
+    task->removeHalfMade(*child);
+}
+
+void FFMPEGHelperJob::setMaxParallel(int count)
+{
+    {
+        const QMutexLocker lock(&line().mutex);
+        line().limit = qMax(1, count);
+    }
+    startNext();
+}
+
+void FFMPEGHelperJob::startNext()
+{
+    const QMutexLocker lock(&line().mutex);
+    while (line().running < line().limit && !line().waiting.isEmpty()) {
+        FFMPEGHelperJob *const next = line().waiting.takeFirst();
+        next->hasPlace = true;
+        ++line().running;
+        // A job leaves the line under the lock before it dies, so it still lives here.
+        QMetaObject::invokeMethod(next, &FFMPEGHelperJob::start, Qt::QueuedConnection);
+    }
+}
+
+bool FFMPEGHelperJob::waitInLine()
+{
+    const QMutexLocker lock(&line().mutex);
+    hasPlace = line().running < line().limit;
+    if (hasPlace)
+        ++line().running;
+    else
+        line().waiting << this;
+    return !hasPlace;
+}
+
+void FFMPEGHelperJob::leaveLine()
+{
+    {
+        const QMutexLocker lock(&line().mutex);
+        line().waiting.removeOne(this);
+        if (std::exchange(hasPlace, false))
+            --line().running;
+    }
+    startNext();
 }
 
 bool FFMPEGHelperJob::isRunning() const
@@ -84,7 +142,7 @@ QString FFMPEGHelperJob::error() const
 
 QString FFMPEGHelperJob::lastText() const
 {
-    return text->lastLines();
+    return child->lastLines();
 }
 
 void FFMPEGHelperJob::cancel()
@@ -95,41 +153,26 @@ void FFMPEGHelperJob::cancel()
     askToEnd(tr("Cancelled"));
 }
 
-void FFMPEGHelperJob::start(unsigned int timeoutMs)
+void FFMPEGHelperJob::start()
 {
-    connect(process, &QProcess::readyReadStandardError, this, &FFMPEGHelperJob::readErrors);
-    connect(process, qOverload<int, QProcess::ExitStatus>(&QProcess::finished), this,
-        [this](int exitCode, QProcess::ExitStatus status) {
-            childFinished(exitCode, status == QProcess::CrashExit);
-        });
-    connect(process, &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
-        if (error == QProcess::FailedToStart)
-            end(tr("ffmpeg cannot be started: %1").arg(process->errorString()));
-    });
-    process->setStandardOutputFile(QProcess::nullDevice());
-    task->start(*process);
-    const int limitMs = int(timeoutMs);
-    if (over || limitMs < 0)
+    if (over) // cancelled after its turn had come
         return;
-    connect(timeLimit, &QTimer::timeout, this, [this, timeoutMs] {
-        if (reasonToEnd.isEmpty())
-            askToEnd(FFMpegTask::timeoutError(timeoutMs));
-    });
-    timeLimit->start(limitMs);
+    task->start(*child, true);
+    if (task->state == FFMpegTask::State::Refused)
+        end(task->error);
+    else if (const int limitMs = int(timeoutMs); limitMs >= 0)
+        timeLimit->start(limitMs);
 }
 
 void FFMPEGHelperJob::askToEnd(const QString &reason)
 {
+    if (!reasonToEnd.isEmpty())
+        return;
     reasonToEnd = reason;
-    process->terminate();
-    killLimit->start();
-}
-
-void FFMPEGHelperJob::readErrors()
-{
-    const QStringList lines = text->append(process->readAllStandardError());
-    for (const QString &line : lines)
-        readLine(line);
+    if (child->isRunning())
+        child->cancel();
+    else
+        end(reason); // it has not been started
 }
 
 void FFMPEGHelperJob::readLine(const QString &line)
@@ -167,18 +210,22 @@ void FFMPEGHelperJob::tellProgress(double part)
         this, [this, done] { Q_EMIT progress(done); }, Qt::QueuedConnection);
 }
 
-void FFMPEGHelperJob::childFinished(int exitCode, bool crashed)
+void FFMPEGHelperJob::childFinished()
 {
-    readErrors();
-    const QString lastLine = lastText().section(QLatin1Char('\n'), -1);
+    const FFMpegChild::Result &result = child->result();
+    const QString lastLine = result.text.section(QLatin1Char('\n'), -1);
     if (!reasonToEnd.isEmpty())
         end(reasonToEnd);
-    else if (crashed)
+    else if (result.crashed)
         end(tr("ffmpeg has crashed: %1").arg(lastLine));
-    else if (exitCode != 0)
-        end(tr("ffmpeg has failed with code %1: %2").arg(QString::number(exitCode), lastLine));
-    else if (!QFile::exists(task->destination))
+    else if (result.code == -1)
+        end(tr("ffmpeg cannot be started: %1").arg(lastLine));
+    else if (result.code != 0)
+        end(tr("ffmpeg has failed with code %1: %2").arg(QString::number(result.code), lastLine));
+    else if (!task->destinationExists())
         end(tr("ffmpeg has not made the file %1").arg(task->destination));
+    else if (!result.ok)
+        end(tr("The file %1 is not whole: %2").arg(task->destination, result.fault));
     else
         end(QString());
 }
@@ -188,17 +235,16 @@ void FFMPEGHelperJob::end(const QString &reason)
     over = true;
     endError = reason;
     timeLimit->stop();
-    killLimit->stop();
     task->removeList();
     const bool ok = reason.isEmpty();
     if (!ok) {
         qDebug() << reason;
-        // What has been refused may name a file that is none of this job's.
-        if (task->state == FFMpegTask::State::Ready)
-            task->removeHalfMade();
+        task->removeHalfMade(*child);
     }
-    if (task->mp4 && task->state == FFMpegTask::State::Ready)
-        task->destination = task->mp4->settle(ok);
+    // What has been refused may name a file that is none of this job's.
+    if (task->state == FFMpegTask::State::Ready)
+        task->settle(ok);
+    leaveLine();
     if (ok)
         tellProgress(1.0);
     QMetaObject::invokeMethod(this, &FFMPEGHelperJob::tellEnd, Qt::QueuedConnection);

@@ -7,9 +7,8 @@
 
 #include <memory>
 
+class FFMpegChild; // ffmpeg/ffmpegchild_p.h
 class FFMpegTask; // ffmpeg/ffmpegtask_p.h
-class FFMpegText; // ffmpeg/ffmpegtext_p.h
-class QProcess;
 class QTimer;
 
 /**
@@ -22,11 +21,13 @@ class QTimer;
  *     connect(job, &FFMPEGHelperJob::finished, job, &QObject::deleteLater);
  *     connect(cancelButton, &QPushButton::clicked, job, &FFMPEGHelperJob::cancel);
  *
- * A job succeeds where `ffmpeg` has ended with exit code 0 and the destination exists. After any other end (a
- * failure, cancel(), the time limit, deletion of the job) the sources stay, and a destination that `ffmpeg`
- * has begun is removed; one that it has not touched stays.
+ * A job succeeds if `ffmpeg` has ended with exit code 0 and the destination is whole: it exists, is not
+ * empty, `ffmpeg` has reported no failed write, and a video holds as many frames as `ffmpeg` has counted.
+ * After any other end (a failure, cancel(), the time limit, deletion of the job) the sources stay, and a
+ * destination that `ffmpeg` has begun is removed; one that it has not touched stays.
  *
- * Jobs run side by side, each with a child process of its own.
+ * FFMPEGHelper::setMaxParallelJobs() jobs run at a time, each with a child process of its own. The others
+ * wait and start in the order in which they were made; a time limit counts from the start of the child.
  *
  * \thread The one that has started it, which must deliver events.
  * \ownership The parent's or the caller's. A job may be deleted at any time, from its own signals too; a
@@ -55,8 +56,8 @@ public:
     QString lastText() const;
 
 public Q_SLOTS:
-    /** Asks the child to end, and kills it three seconds later. finished() follows. Does nothing once the
-     * child has ended. */
+    /** Asks the child to end, and kills it two seconds later; a job that waits is not started. finished()
+     * follows. Does nothing once the child has ended. */
     void cancel();
 
 Q_SIGNALS:
@@ -73,24 +74,27 @@ private:
 
     FFMPEGHelperJob(FFMpegTask &&work, unsigned int timeoutMs, QObject *parent);
 
-    void start(unsigned int timeoutMs);
+    static void setMaxParallel(int count);
+    static void startNext();
+    bool waitInLine();
+    void leaveLine();
+    void start();
     void askToEnd(const QString &reason);
-    void readErrors();
     void readLine(const QString &line);
     void tellProgress(double part);
-    void childFinished(int exitCode, bool crashed);
+    void childFinished();
     void end(const QString &reason);
     void tellEnd();
 
     std::unique_ptr<FFMpegTask> task;
-    std::unique_ptr<FFMpegText> text; // of the error channel
-    QProcess *process; // owned as a child object
+    FFMpegChild *child; // owned as a child object
     QTimer *timeLimit; // owned as a child object
-    QTimer *killLimit; // owned as a child object; runs while the child is asked to end
+    const unsigned int timeoutMs;
     QString reasonToEnd; // why the child is asked to end, empty while it is not
     QString endError; // empty after success
     double lengthSeconds = 0.0; // of what is to be made; 0 while unknown
     double told = -1.0; // the last progress
+    bool hasPlace = false; // counts as running; guarded by the line's lock
     bool over = false; // the child has ended, and the files are in place
     bool running = true; // finished() is still to come
     bool cancelled = false;

@@ -22,7 +22,8 @@ bool FFMpegJobWatch::requeue(const FFMpegJobVerdict &verdict, ExistingFile exist
 {
     const FFMpegJob &job = verdict.job;
     const QFileInfo source(job.source);
-    if (!queue || !source.isFile())
+    // A held job is in the queue already.
+    if (!queue || !source.isFile() || verdict.outcome == FFMpegJobVerdict::Held)
         return false;
     // A recorder holds such a lock on the name under which a recording grows, and success of a job would
     // remove that file under its writer.

@@ -8,7 +8,7 @@
 #include <QString>
 
 /**
- * Tells what has become of each job of a queue, and queues a job again.
+ * Reports how each job of a queue ended, and queues a job again.
  *
  *     auto *watch = new FFMpegJobWatch(VideoRecorder::ffmpegQueue, this);
  *     connect(watch, &FFMpegJobWatch::jobEnded, this, [=](const FFMpegJobVerdict &verdict) {
@@ -37,13 +37,17 @@ public:
     explicit FFMpegJobWatch(FFMpegQueue *queue, QObject *parent = nullptr);
 
     /**
-     * Queues the job of \a verdict again, behind those that wait, and starts the queue's thread where it does
+     * Queues the job of \a verdict again, behind those that wait, and starts the queue's thread if it does
      * not run.
      *
+     * While the job is queued, a lock file "NAME.lock" stands beside the source NAME.avi. It keeps a recorder
+     * from recording under that name.
+     *
      * \param existing a join never overwrites its destination, and a failed one may have left a part of it
-     * there; with Keep it is not queued then. The other jobs overwrite in any case. \return false where
-     * nothing was queued: the queue is gone, the source is gone or has changed since, the audio is gone, a
-     * recording grows under its name, or a join would find its destination taken.
+     * there. With Keep it is not queued then; with Replace that file is removed when the job starts. The
+     * other jobs overwrite in any case. \return false if nothing was queued: the job is held (see
+     * FFMpegQueue::releaseJob()), the queue is gone, the source is gone or has changed since, the audio is
+     * gone, a recording grows under its name, or a join would find its destination taken.
      */
     bool requeue(const FFMpegJobVerdict &verdict, ExistingFile existing = Keep);
 

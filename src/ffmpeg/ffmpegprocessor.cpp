@@ -2,21 +2,17 @@
 
 #include "baselib/console_p.h"
 #include "baselib/samefile_p.h"
-#include "ffmpeg/ffmpegtext_p.h"
+#include "ffmpeg/ffmpegchild_p.h"
+#include "ffmpeg/inplace_p.h"
 #include "image/capturesource_p.h"
 
-#include <QDateTime>
 #include <QDebug>
 #include <QFile>
 #include <QFileInfo>
-#include <QProcess>
 
 namespace {
 
-constexpr int terminateLimitMs = 2000;
-constexpr int killLimitMs = 2000;
-constexpr int cancelLimitMs = 3000;
-constexpr int startFailedCode = -1;
+constexpr int notWholeCode = 1;
 constexpr int cancelledCode = 255;
 
 // "frame=" and the number, right-aligned in five columns.
@@ -25,65 +21,57 @@ constexpr int progressNumberStart = 6;
 constexpr int progressNumberLength = 5;
 constexpr int shortestProgress = 11;
 
-QString sideFileOf(const QString &input, const QString &output)
+// What stands between the inputs and the output. `suffix` is that of the output, in lower case.
+QStringList argumentsOf(
+    const RecordingDelivery &delivery, const QString &suffix, bool isJoin, bool sizeIsEven)
 {
-    const QString suffix = QFileInfo(input).suffix();
-    QString side = output;
-    side.replace(QLatin1Char('.') + suffix, QStringLiteral("_temp.") + suffix);
-    if (!SameFile::leadToOne(side, input))
-        return side;
-    // The suffix is missing or written in the other case, and ffmpeg would overwrite the file that it reads.
-    const QFileInfo info(output);
-    const QString dotSuffix = info.suffix().isEmpty() ? QString() : QLatin1Char('.') + info.suffix();
-    return info.path() + QLatin1Char('/') + info.completeBaseName() + QStringLiteral("_temp") + dotSuffix;
+    const auto list = [](const char *text) { return QString::fromLatin1(text).split(QLatin1Char(' ')); };
+    const bool isMP4 = suffix == QLatin1String("mp4") || suffix == QLatin1String("m4v");
+    QStringList all;
+    if (delivery.kind == RecordingDelivery::Custom)
+        return delivery.arguments;
+    // The sound of a join is that of its second input, whatever the first one holds.
+    if (isJoin && delivery.kind != RecordingDelivery::AsFFMpegChooses)
+        all << list("-map 0:v:0 -map 1:a:0");
+    if (delivery.kind == RecordingDelivery::Copy) {
+        all << list("-c copy");
+        if (isMP4) // which takes no PCM
+            all << list("-c:a aac -b:a 192k");
+    } else if (delivery.kind == RecordingDelivery::Quality) {
+        all << list("-c:v libx264 -preset") << delivery.preset << QStringLiteral("-crf")
+            << QString::number(delivery.crf) << list("-pix_fmt yuv420p");
+        if (!sizeIsEven) // which yuv420p has to be: a black line is added, so that no pixel is lost
+            all << list("-vf pad=ceil(iw/2)*2:ceil(ih/2)*2");
+        // Players expect AAC everywhere but in AVI.
+        all << list(suffix == QLatin1String("avi") ? "-c:a copy" : "-c:a aac -b:a 192k");
+        if (isMP4 || suffix == QLatin1String("mov"))
+            all << list("-movflags +faststart");
+    }
+    return all;
 }
 
 } // namespace
 
-FFMpegProcessor::FFMpegProcessor(QObject *parent)
-    : QObject(parent), process(std::make_unique<QProcess>()), text(std::make_unique<FFMpegText>())
+FFMpegProcessor::FFMpegProcessor(QObject *parent) : QObject(parent), child(std::make_unique<FFMpegChild>())
 {
-    connect(process.get(), &QProcess::readyReadStandardOutput, this, &FFMpegProcessor::readOutput);
-    connect(process.get(), &QProcess::readyReadStandardError, this, &FFMpegProcessor::readErrors);
-    connect(process.get(), &QProcess::started, this, &FFMpegProcessor::started);
-    connect(process.get(), &QProcess::started, this, [this] {
-        if (cancelled)
-            process->terminate();
-    });
-    // Of the two signals of this name the last one, so that a slot of finished() may start the next job.
-    connect(process.get(), qOverload<int, QProcess::ExitStatus>(&QProcess::finished), this,
-        &FFMpegProcessor::ffmpegFinished);
-    connect(process.get(), &QProcess::errorOccurred, this, [this](QProcess::ProcessError error) {
-        if (error == QProcess::FailedToStart)
-            failToStart();
-    });
-    killTimer.setSingleShot(true);
-    killTimer.setInterval(cancelLimitMs);
-    connect(&killTimer, &QTimer::timeout, process.get(), &QProcess::kill);
+    connect(child.get(), &FFMpegChild::started, this, &FFMpegProcessor::started);
+    connect(child.get(), &FFMpegChild::said, this, &FFMpegProcessor::showProgress);
+    connect(child.get(), &FFMpegChild::printed, this,
+        [](const QByteArray &chunk) { qDebug() << "output: " << QString::fromLocal8Bit(chunk); });
+    connect(child.get(), &FFMpegChild::finished, this, &FFMpegProcessor::childFinished);
 }
 
-FFMpegProcessor::~FFMpegProcessor()
-{
-    process->disconnect(this);
-    if (process->state() == QProcess::NotRunning)
-        return;
-    process->waitForStarted(terminateLimitMs); // see cancel()
-    process->terminate();
-    if (!process->waitForFinished(terminateLimitMs)) {
-        process->kill();
-        process->waitForFinished(killLimitMs);
-    }
-}
+FFMpegProcessor::~FFMpegProcessor() = default;
 
 VideoInfo FFMpegProcessor::getVideoInfo(const QString &path)
 {
     VideoInfo info;
     if (!QFile::exists(path))
         return info;
+    const QFileInfo file(FFMpegChild::path(path));
     cv::VideoCapture capture;
-    if (!CaptureSource::open(capture, path))
+    if (!CaptureSource::open(capture, file.filePath()))
         return info;
-    const QFileInfo file(path);
     info.isValid = true;
     info.frameCount = CaptureSource::frameCount(capture);
     info.frameRate = capture.get(cv::CAP_PROP_FPS);
@@ -112,27 +100,28 @@ bool FFMpegProcessor::hasCrashed() const
 
 bool FFMpegProcessor::wasCancelled() const
 {
-    return cancelled;
+    return running ? child->isCancelled() : lastCancelled;
 }
 
 QString FFMpegProcessor::lastText() const
 {
-    return text->lastLines();
+    return running ? child->lastLines() : text;
 }
 
 bool FFMpegProcessor::convert(const QString &input, const QString &output)
+{
+    return convert(input, output, {});
+}
+
+bool FFMpegProcessor::convert(const QString &input, const QString &output, const RecordingDelivery &delivery)
 {
     const VideoInfo info = getVideoInfo(input);
     resetJob();
     running = info.isValid;
     if (running) {
         setFiles(input, output);
-        frameCount = info.frameCount;
-        QStringList arguments{QStringLiteral("-i"), inputFile, outputFile};
-        if (QFile::exists(outputFile))
-            arguments << QStringLiteral("-y");
-        qDebug() << "FFMPEG" << arguments << "frames" << frameCount;
-        startProcess(arguments);
+        setVideo(info);
+        startChild(delivery);
     }
     qDebug() << "STARTING FFMPEG CONVERTION" << info.isValid;
     return info.isValid;
@@ -145,15 +134,21 @@ bool FFMpegProcessor::optimize(const QString &file)
 
 bool FFMpegProcessor::joinVideoAndAudio(const QString &video, const QString &audio, const QString &output)
 {
+    return joinVideoAndAudio(video, audio, output, {});
+}
+
+bool FFMpegProcessor::joinVideoAndAudio(
+    const QString &video, const QString &audio, const QString &output, const RecordingDelivery &delivery)
+{
     const VideoInfo info = getVideoInfo(video);
     resetJob();
     running = info.isValid && QFile::exists(audio);
     if (running) {
         setFiles(video, output);
-        audioFile = audio;
-        frameCount = info.frameCount;
+        setVideo(info);
+        audioFile = FFMpegChild::path(audio);
         qDebug() << "STARTING to join" << true;
-        startProcess({QStringLiteral("-i"), inputFile, QStringLiteral("-i"), audioFile, outputFile});
+        startChild(delivery);
     } else {
         qDebug() << "Invalid video and audio";
     }
@@ -162,19 +157,11 @@ bool FFMpegProcessor::joinVideoAndAudio(const QString &video, const QString &aud
 
 void FFMpegProcessor::cancel()
 {
-    if (!running || cancelled)
-        return;
-    cancelled = true;
-    killTimer.start();
-    // Not by "q" on its input: it would end with exit code 0 and a part of the video, as if that were all.
-    // And not before it has become ffmpeg: until then it has the host's signal handlers.
-    if (process->state() == QProcess::Running)
-        process->terminate();
+    child->cancel();
 }
 
 void FFMpegProcessor::resetJob()
 {
-    cancelled = false;
     frameCount = 0;
     inputFile.clear();
     audioFile.clear();
@@ -182,54 +169,90 @@ void FFMpegProcessor::resetJob()
     finalFile.clear();
     lastExitCode = 0;
     lastCrashed = false;
-    text->clear();
+    lastCancelled = false;
+    text.clear();
 }
 
 void FFMpegProcessor::setFiles(const QString &input, const QString &output)
 {
-    inputFile = input;
-    outputFile = output;
+    inputFile = FFMpegChild::path(input);
+    outputFile = FFMpegChild::path(output);
     // Two spellings of one file count as well: ffmpeg tells them apart and would empty the file that it
     // reads.
-    if (SameFile::isSamePath(input, output) || SameFile::leadToOne(input, output)) {
-        finalFile = output;
-        outputFile = sideFileOf(input, output);
+    if (SameFile::isSamePath(inputFile, outputFile) || SameFile::leadToOne(inputFile, outputFile)) {
+        finalFile = outputFile;
+        outputFile =
+            InPlace::sideFile(inputFile, outputFile, QFileInfo(inputFile).suffix(), QStringLiteral("_temp"));
     }
 }
 
-void FFMpegProcessor::startProcess(const QStringList &arguments)
+void FFMpegProcessor::setVideo(const VideoInfo &info)
 {
-    const QFileInfo output(outputFile);
-    outputTime = output.lastModified();
-    outputSize = output.size();
-    process->start(QStringLiteral("ffmpeg"), arguments, QIODevice::ReadWrite);
-    // Nobody answers the question whether to overwrite a file; with its input closed, ffmpeg takes that for
-    // a no instead of waiting for ever.
-    process->closeWriteChannel();
+    frameCount = info.frameCount;
+    sizeIsEven = info.width > 0 && info.width % 2 == 0 && info.height % 2 == 0;
 }
 
-void FFMpegProcessor::readOutput()
+void FFMpegProcessor::startChild(const RecordingDelivery &delivery)
 {
-    qDebug() << "output: " << QString::fromLocal8Bit(process->readAllStandardOutput());
+    fallsBack = delivery.kind == RecordingDelivery::Custom;
+    const bool isJoin = !audioFile.isEmpty();
+    QStringList arguments{QStringLiteral("-i"), inputFile};
+    if (isJoin)
+        arguments << QStringLiteral("-i") << audioFile;
+    arguments << argumentsOf(delivery, QFileInfo(outputFile).suffix().toLower(), isJoin, sizeIsEven)
+              << outputFile;
+    if (!isJoin) {
+        if (QFile::exists(outputFile))
+            arguments << QStringLiteral("-y");
+        qDebug() << "FFMPEG" << arguments << "frames" << frameCount;
+    }
+    child->start(arguments, {outputFile, inputFile});
 }
 
-void FFMpegProcessor::readErrors()
+void FFMpegProcessor::showProgress(const QByteArray &chunk)
 {
-    const QByteArray chunk = process->readAllStandardError();
-    text->append(chunk);
     const QString line = QString::fromLocal8Bit(chunk);
     if (frameCount <= 0 || line.size() < shortestProgress || !line.startsWith(progressMark))
         return;
     Q_EMIT progress(line.mid(progressNumberStart, progressNumberLength).trimmed().toInt(), frameCount);
 }
 
+void FFMpegProcessor::childFinished()
+{
+    const FFMpegChild::Result &result = child->result();
+    if (fallsBack && result.code != -1 && !result.ok && !result.cancelled) {
+        const QString reason =
+            result.fault.isEmpty() ? result.text.section(QLatin1Char('\n'), -1) : result.fault;
+        writeConsole(tr("ffmpeg failed with the arguments given for %1 (%2), H.264 is tried instead")
+                         .arg(outputFile, reason));
+        child->removeTouchedOutput();
+        startChild(RecordingDelivery::quality());
+        return;
+    }
+    text = result.text;
+    lastExitCode = result.code;
+    lastCrashed = result.crashed;
+    lastCancelled = result.cancelled;
+    if (result.code == -1) {
+        writeConsole(tr("ffmpeg cannot be started: %1").arg(text));
+    } else {
+        ffmpegFinished(result.code);
+        if (result.code == 0 && result.cancelled)
+            lastExitCode = cancelledCode;
+        else if (result.code == 0 && !result.ok)
+            lastExitCode = notWholeCode;
+    }
+    running = false;
+    Q_EMIT finished();
+}
+
 void FFMpegProcessor::ffmpegFinished(int exitCode)
 {
     qDebug() << "FFMPEG finished here" << exitCode << finalFile << inputFile << outputFile;
-    const bool crashed = process->exitStatus() == QProcess::CrashExit;
-    if (cancelled) {
-        removeOutput();
-    } else if (exitCode == 0 && !crashed) {
+    const FFMpegChild::Result &result = child->result();
+    if (result.cancelled) {
+        child->removeTouchedOutput();
+    } else if (result.ok) {
         if (!finalFile.isEmpty()) {
             replaceInput();
         } else if (!SameFile::isSamePath(inputFile, outputFile)) {
@@ -238,52 +261,16 @@ void FFMpegProcessor::ffmpegFinished(int exitCode)
         }
         if (!audioFile.isEmpty())
             QFile::remove(audioFile);
+    } else if (!result.fault.isEmpty()) {
+        text += (text.isEmpty() ? QString() : QStringLiteral("\n")) + outputFile
+            + QStringLiteral(" is not whole: ") + result.fault;
+        writeConsole(tr("%1 is not whole (%2), %3 is kept").arg(outputFile, result.fault, inputFile));
     }
-    endJob(exitCode, crashed);
 }
 
 void FFMpegProcessor::replaceInput()
 {
-    // Whoever removed the side file meanwhile, the input is the only version then.
-    const bool removed = QFile::exists(outputFile) && QFile::remove(inputFile);
-    qDebug() << "Removed FD" << inputFile << removed;
-    const bool renamed = QFile::rename(outputFile, inputFile);
-    qDebug() << "Rename FD" << outputFile << "->" << inputFile << renamed;
-    if (removed && !renamed) {
-        writeConsole(tr("%1 could not be renamed to %2 and stays under its name").arg(outputFile, inputFile));
-    }
-}
-
-void FFMpegProcessor::removeOutput()
-{
-    const QFileInfo output(outputFile);
-    // Something else than a file, such as a device, is no output of ours; an older file may lie there
-    // untouched because ffmpeg had not come to it yet, or refused to overwrite it.
-    if (output.isFile() && (output.lastModified() != outputTime || output.size() != outputSize))
-        QFile::remove(output.canonicalFilePath());
-}
-
-void FFMpegProcessor::failToStart()
-{
-    const QString reason = process->errorString();
-    writeConsole(tr("ffmpeg cannot be started: %1").arg(reason));
-    // Some platforms notice it within the call that starts the job, whose end must not come before it
-    // returns.
-    QMetaObject::invokeMethod(
-        this,
-        [this, reason] {
-            text->clear();
-            text->append(reason.toLocal8Bit());
-            endJob(startFailedCode, false);
-        },
-        Qt::QueuedConnection);
-}
-
-void FFMpegProcessor::endJob(int code, bool crash)
-{
-    killTimer.stop();
-    lastExitCode = cancelled && code == 0 ? cancelledCode : code;
-    lastCrashed = crash;
-    running = false;
-    Q_EMIT finished();
+    const InPlace::Swap done = InPlace::swap(outputFile, inputFile);
+    qDebug() << "Removed FD" << inputFile << done.removed;
+    qDebug() << "Rename FD" << outputFile << "->" << inputFile << done.renamed;
 }

@@ -1,17 +1,15 @@
 #pragma once
 
+#include "ffmpeg/recordingdelivery.h"
 #include "vtcv_export.h"
 
-#include <QDateTime>
 #include <QObject>
 #include <QString>
 #include <QStringList>
-#include <QTimer>
 
 #include <memory>
 
-class FFMpegText; // ffmpeg/ffmpegtext_p.h
-class QProcess;
+class FFMpegChild; // ffmpeg/ffmpegchild_p.h
 
 /** What FFMpegProcessor::getVideoInfo() tells of a video file; all zeros and empty where `isValid` is false.
  */
@@ -35,13 +33,17 @@ struct VideoInfo
  *     processor.convert(QStringLiteral("/videos/raw.avi"), QStringLiteral("/videos/take1.mp4"));
  *
  * `ffmpeg` is looked up on the search path and is given the names of its files alone: container and codecs
- * follow from the suffix of the output. Pass absolute paths, since `ffmpeg` takes "a:b.avi" for a protocol
- * and "-a.avi" for an option.
+ * follow from the suffix of the output. Paths name files, whatever they look like: relative ones are passed
+ * as absolute ones.
  *
- * **A job that succeeds consumes its input.** When `ffmpeg` has ended with exit code 0, convert() and
- * joinVideoAndAudio() remove the input video (and the audio), and a file that was rewritten in place is
- * replaced by its new version. After any other end, a crash included, no file is touched: the input stays,
- * and what `ffmpeg` has written stays as well.
+ * **A job that succeeds consumes its input.** convert() and joinVideoAndAudio() then remove the input video
+ * (and the audio), and a file that was rewritten in place is replaced by its new version. After any other
+ * end, a crash included, no file is touched: the input stays, and what `ffmpeg` has written stays as well.
+ *
+ * **Exit code 0 alone is no success**, since `ffmpeg` may end with it on a full disk. Besides, it must not
+ * have reported a failed write, and the output must exist, not be empty and, if it can be read as a video,
+ * hold as many frames as `ffmpeg` has counted. Otherwise the job fails with one console line, and exitCode()
+ * is 1.
  *
  * Input and output are the same file where their paths are equal without regard to case, or where they lead
  * to one and the same existing file. `ffmpeg` then writes a side file with "_temp" in its name, which takes
@@ -51,7 +53,7 @@ struct VideoInfo
  * `ffmpeg` gets no answer on its input: where it would ask a question, it fails. A join never overwrites its
  * output (nor an old side file); a convert does.
  *
- * cancel() asks the child to end and kills it where it has not ended within 3 s (on Windows nothing else ends
+ * cancel() asks the child to end and kills it where it has not ended within 2 s (on Windows nothing else ends
  * it). The job then ends as one that failed, whatever the child's exit code is, so that the input is kept;
  * what the child has written is removed.
  *
@@ -77,7 +79,8 @@ public:
     bool isRunning() const;
 
     /** The exit code of the last job that has ended, the number of the signal after a crash, -1 where
-     * `ffmpeg` could not be started. Never 0 after cancel(): 255 then, which `ffmpeg` itself uses. */
+     * `ffmpeg` could not be started. 0 only after success: a run that `ffmpeg` ended with 0 has 255 after
+     * cancel(), and 1 if its output is not whole. */
     int exitCode() const;
 
     /** True where the child of the last job did not end by itself (killed, crashed). */
@@ -87,7 +90,7 @@ public:
     bool wasCancelled() const;
 
     /** The last 20 lines that `ffmpeg` has written to its error channel in the last job: the reason of a
-     * failure. */
+     * failure. A line on an output that is not whole follows them. */
     QString lastText() const;
 
     /**
@@ -96,6 +99,14 @@ public:
      * \return true if \a input is a video and `ffmpeg` was started; false, without any signal, otherwise.
      */
     bool convert(const QString &input, const QString &output);
+
+    /**
+     * Does the same in the way of \a delivery.
+     *
+     * If the arguments of RecordingDelivery::Custom fail, one console line says so, and the job goes on with
+     * RecordingDelivery::Quality.
+     */
+    bool convert(const QString &input, const QString &output, const RecordingDelivery &delivery);
 
     /** Rewrites \a file in place; the same as convert(file, file). */
     bool optimize(const QString &file);
@@ -107,6 +118,10 @@ public:
      * comes, but the result tells of the video only: look at isRunning().
      */
     bool joinVideoAndAudio(const QString &video, const QString &audio, const QString &output);
+
+    /** Does the same in the way of \a delivery, as the second convert() does. */
+    bool joinVideoAndAudio(
+        const QString &video, const QString &audio, const QString &output, const RecordingDelivery &delivery);
 
     /** Ends the job under way; finished() tells when that is done. Returns at once, and does nothing where no
      * job is under way. A file that lay at the output and that the child has not touched stays. */
@@ -130,26 +145,23 @@ protected Q_SLOTS:
 private:
     void resetJob();
     void setFiles(const QString &input, const QString &output);
-    void startProcess(const QStringList &arguments);
-    void readOutput();
-    void readErrors();
+    void setVideo(const VideoInfo &info);
+    void startChild(const RecordingDelivery &delivery);
+    void showProgress(const QByteArray &chunk);
+    void childFinished();
     void replaceInput();
-    void removeOutput();
-    void failToStart();
-    void endJob(int code, bool crash);
 
-    std::unique_ptr<QProcess> process; // one for all jobs
+    std::unique_ptr<FFMpegChild> child; // one for all jobs
     int frameCount = 0; // of the input; what progress is measured by
     QString inputFile;
     QString audioFile; // of a join, empty otherwise
     QString outputFile; // what ffmpeg writes
     QString finalFile; // not empty exactly where the output is a side file that replaces the input
-    QTimer killTimer{this}; // runs while a cancelled child has time to end by itself
-    QDateTime outputTime; // when what lay at outputFile before the job was changed; invalid where nothing did
-    qint64 outputSize = 0; // and its size in bytes
-    bool cancelled = false;
+    bool sizeIsEven = true; // of the input's frames, in both directions
+    bool fallsBack = false; // the child runs with arguments of the host; if they fail, others are tried
     bool running = false;
     int lastExitCode = 0;
     bool lastCrashed = false;
-    std::unique_ptr<FFMpegText> text; // of the error channel
+    bool lastCancelled = false;
+    QString text; // of the error channel in the last job
 };

@@ -127,13 +127,13 @@ void FFMpegQueue::startJob(bool replacesDestination)
             removeDestinationOfJoin(job);
         switch (job.type) {
         case Optimize:
-            processor->optimize(job.source);
+            processor->convert(job.source, job.source, job.delivery);
             break;
         case Convert:
-            processor->convert(job.source, job.dest);
+            processor->convert(job.source, job.dest, job.delivery);
             break;
         case JoinVideoAndAudio:
-            processor->joinVideoAndAudio(job.source, job.audio, job.dest);
+            processor->joinVideoAndAudio(job.source, job.audio, job.dest, job.delivery);
             break;
         }
     }

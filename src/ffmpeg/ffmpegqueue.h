@@ -21,17 +21,17 @@ class FFMpegQueueNotifier; // ffmpeg/ffmpegqueuenotifier_p.h
  *         queue->initAndStart();
  *     queue->addJob(Convert, QStringLiteral("/Temp/take1.avi"), QStringLiteral("/videos/take1.mp4"), {});
  *
- * What becomes of the files stands at FFMpegProcessor: a job that succeeds consumes its source.
+ * See FFMpegProcessor for what happens to the files: a job that succeeds consumes its source.
  *
  * Each job gives jobStarted(), any number of jobProgress(), jobFileFinished() and jobFinished(). A job whose
  * source is no video, or whose audio does not exist, starts nothing: it gives jobStarted() only, and the next
- * one follows. Each start takes the queue a second. `ffmpeg` that cannot be started gives a job that fails.
- * FFMpegJobWatch tells what has become of each job.
+ * one follows. Each start takes the queue a second. If `ffmpeg` cannot be started, the job fails.
+ * FFMpegJobWatch reports how each job ended.
  *
  * The queue may be constructed before any QCoreApplication exists; its thread starts with initAndStart() and
  * runs until the queue is destroyed. Then a child that still runs is ended and its source kept; jobs that
- * wait are forgotten. At the end of the program with the queue alive, a running child goes on without it: the
- * destination becomes ready and the source stays beside it.
+ * wait or are held are forgotten. At the end of the program with the queue alive, a running child goes on
+ * without it: the destination becomes ready and the source stays beside it.
  *
  * \thread Public functions: any. Signals come from the queue's worker: connect widgets queued.
  */
@@ -86,8 +86,8 @@ public:
     bool cancelCurrent();
 
     /**
-     * Does the same, and forgets the jobs that wait. Of these only FFMpegJobWatch tells; the end of
-     * recordings that wait for them is announced.
+     * Does the same, and forgets the jobs that wait, but not those that are held. Only FFMpegJobWatch reports
+     * them; the end of recordings that wait for them is announced.
      *
      * \return how many jobs there were.
      * \thread As above.

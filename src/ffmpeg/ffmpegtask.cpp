@@ -2,14 +2,14 @@
 
 #include "baselib/samefile_p.h"
 #include "baselib/texthelper.h"
-#include "ffmpeg/ffmpeghelperjob.h"
+#include "ffmpeg/ffmpegchild_p.h"
+#include "ffmpeg/inplace_p.h"
 
 #include <QDateTime>
 #include <QDebug>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QProcess>
 #include <QRegularExpression>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -30,6 +30,7 @@ const QLatin1String programName("ffmpeg");
 
 const QLatin1String inputMark("-i");
 const QLatin1String overwriteMark("-y");
+const QLatin1String convertFailed("FFMPEG convert error: ");
 
 bool programExists()
 {
@@ -57,7 +58,12 @@ bool offer(const QString &source, const QString &link)
 
 } // namespace
 
-FFMpegTask::FFMpegTask(const QStringList &from, const QString &to) : sources(from), destination(to) { }
+FFMpegTask::FFMpegTask(const QStringList &given, const QString &wanted)
+    : destination(wanted), sources(given), to(FFMpegChild::path(wanted)), folder(QDir::currentPath())
+{
+    for (const QString &source : sources)
+        from << FFMpegChild::path(source);
+}
 
 FFMpegTask::FFMpegTask(FFMpegTask &&other) noexcept = default;
 
@@ -67,43 +73,37 @@ FFMpegTask FFMpegTask::convert(
     const QString &source, const QString &destination, const QString &parameters, bool overwrite)
 {
     FFMpegTask task({source}, destination);
-    const QString failed(QStringLiteral("FFMPEG convert error: "));
-    if (destination == source) {
-        task.refuse(failed + QStringLiteral("Source = Destination = ") + source);
-    } else if (!QFile::exists(source)) {
-        task.refuse(failed + QStringLiteral("Source file does not exist") + source);
-    } else if (destination.isEmpty()) {
-        task.refuse(failed + QStringLiteral("Too small destination filename ") + destination);
-    } else if (!programExists()) {
+    if (destination == source)
+        task.refuse(convertFailed + QStringLiteral("Source = Destination = ") + source);
+    else if (!QFile::exists(task.from.first()))
+        task.refuse(convertFailed + QStringLiteral("Source file does not exist") + source);
+    else if (destination.isEmpty())
+        task.refuse(convertFailed + QStringLiteral("Too small destination filename ") + destination);
+    else if (!programExists())
         task.refuse(programName + QStringLiteral(" not found"));
-    } else if (task.readsDestination()) {
-        // What follows would remove the source.
-        task.refuse(failed + QStringLiteral("Source = Destination = ") + source);
-    } else {
-        task.sourceBytes = QFileInfo(source).size();
-        if (overwrite && QFile::exists(destination)) {
-            QFile::remove(destination);
-            if (QFile::exists(destination))
-                task.refuse(failed + QStringLiteral("File %1 cannot be deleted").arg(destination));
-        }
-    }
-    task.arguments << inputMark << source;
+    else if (task.readsDestination()) // what follows would remove the source
+        task.refuse(convertFailed + QStringLiteral("Source = Destination = ") + source);
+    task.preparation = Preparation::Convert;
+    task.overwrites = overwrite;
+    task.arguments << inputMark << task.from;
     if (!parameters.isEmpty())
         task.arguments << parameters.split(QLatin1Char(' '));
-    task.arguments << destination << overwriteMark;
+    task.arguments << task.to << overwriteMark;
     return task;
 }
 
 FFMpegTask FFMpegTask::convertToMP4(const QString &path, bool removeSource)
 {
-    const FFMpegMP4 mp4(path, removeSource);
-    if (!QFileInfo::exists(path)) {
-        FFMpegTask task({path}, mp4.target());
-        task.refuse(FFMPEGHelperJob::tr("%1 does not exist").arg(path));
-        return task;
-    }
-    FFMpegTask task = convert(path, mp4.target(), QString(), true);
-    task.mp4 = mp4;
+    const QString suffix(QStringLiteral("mp4"));
+    QString made = path;
+    made.replace(QLatin1Char('.') + QFileInfo(path).suffix(), QLatin1Char('.') + suffix);
+    const bool inPlace = SameFile::isSamePath(made, path);
+    if (inPlace)
+        made = InPlace::sideFile({}, made, suffix, QStringLiteral("_"));
+    FFMpegTask task = convert(path, made, QString(), true);
+    task.mp4 = MP4{inPlace, removeSource};
+    if (!QFileInfo::exists(path))
+        task.refuse(tr("%1 does not exist").arg(path));
     return task;
 }
 
@@ -112,11 +112,11 @@ FFMpegTask FFMpegTask::changeVolume(const QString &source, const QString &destin
     FFMpegTask task({source}, destination);
     const float factor = qBound(0.0F, volume, 2.0F);
     const bool changes = factor < 1.0F || factor > 1.0F;
-    task.arguments << inputMark << source;
+    task.arguments << inputMark << task.from;
     if (changes)
         task.arguments << QStringLiteral("-filter:a") << QStringLiteral("volume=") + numberText(factor);
-    task.arguments << destination << overwriteMark;
-    if (!changes && source.compare(destination, Qt::CaseInsensitive) == 0)
+    task.arguments << task.to << overwriteMark;
+    if (!changes && SameFile::isSamePath(source, destination))
         task.state = State::Unneeded;
     else
         task.refuseOneFile();
@@ -127,8 +127,8 @@ FFMpegTask FFMpegTask::crop(const QString &source, const QString &destination, i
 {
     FFMpegTask task({source}, destination);
     task.limitMs = qMax(0, durationMs);
-    task.arguments << QStringLiteral("-t") << numberText(float(durationMs) / 1000.0F) << inputMark << source
-                   << destination << overwriteMark;
+    task.arguments << QStringLiteral("-t") << numberText(float(durationMs) / 1000.0F) << inputMark
+                   << task.from << task.to << overwriteMark;
     task.tellsArguments = true;
     task.refuseOneFile();
     return task;
@@ -137,18 +137,11 @@ FFMpegTask FFMpegTask::crop(const QString &source, const QString &destination, i
 FFMpegTask FFMpegTask::join(const QStringList &sources, const QString &destination, bool safe)
 {
     FFMpegTask task(sources, destination);
-    if (!task.writeList()) {
-        task.refuse(FFMPEGHelperJob::tr("The list of the files to join cannot be written"));
-        return task;
-    }
     task.copies = true;
-    for (const QString &source : sources)
-        task.sourceBytes += QFileInfo(source).size();
+    task.preparation = Preparation::Join;
     task.arguments << QStringLiteral("-f") << QStringLiteral("concat");
     if (!safe)
         task.arguments << QStringLiteral("-safe") << QStringLiteral("0");
-    task.arguments << inputMark << QFileInfo(task.listFile).fileName() << QStringLiteral("-c")
-                   << QStringLiteral("copy") << destination;
     return task;
 }
 
@@ -157,21 +150,29 @@ QString FFMpegTask::timeoutError(unsigned int timeoutMs)
     return QStringLiteral("FFMPEG timeout exceeded: %1ms").arg(timeoutMs);
 }
 
-void FFMpegTask::start(QProcess &process)
+void FFMpegTask::start(FFMpegChild &child, bool countFrames)
 {
-    before = stampOfDestination();
-    process.start(programName, arguments, QIODevice::ReadWrite);
-    // Asked whether to overwrite a file, ffmpeg would wait for ever; a closed input is a no.
-    process.closeWriteChannel();
+    if (preparation == Preparation::Convert)
+        prepareConvert();
+    else if (preparation == Preparation::Join)
+        prepareJoin();
+    if (state == State::Refused)
+        return;
+    child.start(arguments, {to, from.size() == 1 ? from.first() : QString(), countFrames});
     if (tellsArguments)
         qDebug() << "ARGS" << arguments;
 }
 
+bool FFMpegTask::destinationExists() const
+{
+    return QFile::exists(to);
+}
+
 void FFMpegTask::reportSizes() const
 {
-    const qint64 bytes = QFileInfo(destination).size();
-    const qint64 percentage = bytes * 100 / (QFileInfo(sources.first()).size() + 1);
-    qDebug() << "FFMPEG " << destination << QFile::exists(destination) << "was" << sourceBytes << "bytes, now"
+    const qint64 bytes = QFileInfo(to).size();
+    const qint64 percentage = bytes * 100 / (QFileInfo(from.first()).size() + 1);
+    qDebug() << "FFMPEG " << destination << destinationExists() << "was" << sourceBytes << "bytes, now"
              << bytes << "bytes"
              << "(" << QString::number(percentage) << "% of source)";
 }
@@ -183,13 +184,30 @@ void FFMpegTask::removeList()
         QFile::remove(std::exchange(listFile, QString()));
 }
 
-void FFMpegTask::removeHalfMade() const
+void FFMpegTask::removeHalfMade(const FFMpegChild &child) const
 {
-    const Stamp now = stampOfDestination();
-    const bool touched =
-        now.exists && (!before.exists || now.bytes != before.bytes || now.changedMs != before.changedMs);
-    if (touched && !readsDestination())
-        QFile::remove(destination);
+    if (!readsDestination())
+        child.removeTouchedOutput();
+}
+
+void FFMpegTask::settle(bool ok)
+{
+    if (!mp4)
+        return;
+    const QString source = from.first();
+    if (!mp4->inPlace) {
+        if (ok && mp4->removesSource)
+            QFile::remove(source);
+        if (!ok)
+            destination = sources.first();
+        return;
+    }
+    // The new file may be the only version left; it must not be tidied away then.
+    if (ok && !InPlace::swap(to, source).renamed && !QFile::exists(source))
+        return;
+    if (to != source && QFile::exists(source) && !SameFile::leadToOne(to, source))
+        QFile::remove(to);
+    destination = sources.first();
 }
 
 void FFMpegTask::refuse(const QString &reason)
@@ -201,20 +219,35 @@ void FFMpegTask::refuse(const QString &reason)
 void FFMpegTask::refuseOneFile()
 {
     // Equal paths ffmpeg refuses by itself.
-    if (!sources.contains(destination) && readsDestination())
-        refuse(FFMPEGHelperJob::tr("%1 and %2 are the same file").arg(sources.first(), destination));
+    if (!from.contains(to) && readsDestination())
+        refuse(tr("%1 and %2 are the same file").arg(sources.first(), destination));
 }
 
 bool FFMpegTask::readsDestination() const
 {
-    return std::any_of(sources.cbegin(), sources.cend(),
-        [this](const QString &source) { return SameFile::leadToOne(source, destination); });
+    return std::any_of(from.cbegin(), from.cend(),
+        [this](const QString &source) { return SameFile::leadToOne(source, to); });
 }
 
-FFMpegTask::Stamp FFMpegTask::stampOfDestination() const
+void FFMpegTask::prepareConvert()
 {
-    const QFileInfo info(destination);
-    return {info.isFile(), info.size(), info.lastModified().toMSecsSinceEpoch()};
+    sourceBytes = QFileInfo(from.first()).size();
+    if (!overwrites || !destinationExists())
+        return;
+    QFile::remove(to);
+    if (destinationExists())
+        refuse(convertFailed + QStringLiteral("File %1 cannot be deleted").arg(destination));
+}
+
+void FFMpegTask::prepareJoin()
+{
+    if (!writeList()) {
+        refuse(tr("The list of the files to join cannot be written"));
+        return;
+    }
+    for (const QString &source : qAsConst(from))
+        sourceBytes += QFileInfo(source).size();
+    arguments << inputMark << listFile << QStringLiteral("-c") << QStringLiteral("copy") << to;
 }
 
 bool FFMpegTask::writeList()
@@ -223,7 +256,8 @@ bool FFMpegTask::writeList()
     // hold of the same file: only a name that nobody has yet will do.
     QFile list;
     for (int attempt = 0; attempt < nameAttempts && !list.isOpen(); ++attempt) {
-        list.setFileName(QStringLiteral("list%1.txt").arg(TextHelper::DateTimeFileString(QDateTime(), true)));
+        list.setFileName(QDir(folder).filePath(
+            QStringLiteral("list%1.txt").arg(TextHelper::DateTimeFileString(QDateTime(), true))));
         if (!list.open(QIODevice::WriteOnly | QIODevice::NewOnly)) {
             if (!list.exists())
                 return false;
@@ -232,7 +266,7 @@ bool FFMpegTask::writeList()
     }
     if (!list.isOpen())
         return false;
-    listFile = QFileInfo(list).absoluteFilePath();
+    listFile = list.fileName();
     bool whole = true;
     for (int i = 0; i < sources.size(); ++i) {
         const QString name = nameInList(i);
@@ -256,11 +290,11 @@ QString FFMpegTask::nameInList(int index)
         return source.isNull() ? QStringLiteral("") : source;
     // In the list's own folder, so that the name is short and plain whatever the path of the folder holds.
     if (!links)
-        links = std::make_unique<QTemporaryDir>(QDir::current().filePath(QStringLiteral("list-XXXXXX")));
+        links = std::make_unique<QTemporaryDir>(QDir(folder).filePath(QStringLiteral("list-XXXXXX")));
     if (!links->isValid())
         return {};
     const QString name = QString::number(index) + plainSuffix.match(source).captured();
-    if (!offer(QFileInfo(source).absoluteFilePath(), links->filePath(name)))
+    if (!offer(from.at(index), links->filePath(name)))
         return {};
     return QFileInfo(links->path()).fileName() + QLatin1Char('/') + name;
 }

@@ -1,34 +1,19 @@
 #pragma once
 
-#include <QFile>
+#include "vtcv_export.h"
+
 #include <QString>
 
-#ifdef Q_OS_UNIX
-#include <sys/file.h>
-
-#include <cerrno>
-#endif
-
-/** Tells whether a child process still works on a file, also one whose program has ended. \thread Any. */
+/** Asks the system about files that `ffmpeg` children read, those of dead programs included. */
 namespace FileInUse {
 
 /**
- * True while a running `ffmpeg` child holds its shared lock on the video at \a path.
+ * True while a child that FFMpegChild has started reads the file at \a path as its source.
  *
- * False if the file cannot be opened, and where the file system or the platform has no such locks.
+ * On Unix such a child holds a shared lock on the file. On Windows any program that has the file open counts.
+ *
+ * \thread Any. Blocks for a few milliseconds at most.
  */
-inline bool isReadByChild(const QString &path)
-{
-#ifdef Q_OS_UNIX
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        return false;
-    // Closing the file gives the lock back.
-    return flock(file.handle(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK;
-#else
-    Q_UNUSED(path)
-    return false;
-#endif
-}
+VTCV_TEST_EXPORT bool isReadByChild(const QString &path);
 
 } // namespace FileInUse

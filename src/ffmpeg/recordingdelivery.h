@@ -29,10 +29,16 @@ struct VTCV_EXPORT RecordingDelivery
     QString preset = QStringLiteral("veryfast"); // of Quality: speed against size, as x264 names them
     QStringList arguments; // of Custom: what stands between the inputs and the output
 
-    /** Keeps the recorded Motion-JPEG. The suffix of the destination has to take it: .avi, .mkv, .mov. */
+    /** Keeps the recorded Motion-JPEG, and PCM sound except in .mp4. The suffix of the destination has to
+     * take it: .avi, .mkv, .mov, .mp4. With another one (.webm) the job fails, and the recording is kept. */
     static RecordingDelivery copy();
 
-    /** Encodes H.264 (`libx264`, yuv420p) by constant rate factor. */
+    /**
+     * Encodes H.264 (`libx264`, yuv420p) by constant rate factor, with AAC sound (PCM in .avi).
+     *
+     * For .mkv, .mp4 and .mov; players are less sure of H.264 in .avi, and .webm fails. A frame whose width
+     * or height is odd gets a black line at its right or lower edge.
+     */
     static RecordingDelivery quality(int crf = 18, const QString &preset = QStringLiteral("veryfast"));
 
     /** Passes \a arguments to `ffmpeg`: a hardware encoder, for one. */

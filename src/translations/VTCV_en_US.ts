@@ -512,10 +512,6 @@
         <translation type="unfinished"></translation>
     </message>
     <message>
-        <source>%1 could not be renamed to %2 and stays under its name</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
         <source>%1 does not exist</source>
         <translation type="unfinished"></translation>
     </message>
@@ -527,6 +523,10 @@
         <source>%1 and %2 are the same file</source>
         <translation type="unfinished"></translation>
     </message>
+    <message>
+        <source>The file %1 is not whole: %2</source>
+        <translation type="unfinished"></translation>
+    </message>
 </context>
 <context>
     <name>FFMpegProcessor</name>
@@ -536,6 +536,21 @@
     </message>
     <message>
         <source>ffmpeg cannot be started: %1</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>ffmpeg failed with the arguments given for %1 (%2), H.264 is tried instead</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>%1 is not whole (%2), %3 is kept</source>
+        <translation type="unfinished"></translation>
+    </message>
+</context>
+<context>
+    <name>FFMpegQueueNotifier</name>
+    <message>
+        <source>The job for %1 was removed, the video stays in %2</source>
         <translation type="unfinished"></translation>
     </message>
 </context>

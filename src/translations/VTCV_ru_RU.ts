@@ -514,10 +514,6 @@
         <translation>ffmpeg не создал файл %1</translation>
     </message>
     <message>
-        <source>%1 could not be renamed to %2 and stays under its name</source>
-        <translation>Не удалось переименовать %1 в %2, прежнее имя сохранено</translation>
-    </message>
-    <message>
         <source>%1 does not exist</source>
         <translation>Файл %1 не существует</translation>
     </message>
@@ -529,6 +525,10 @@
         <source>%1 and %2 are the same file</source>
         <translation>%1 и %2 — один и тот же файл</translation>
     </message>
+    <message>
+        <source>The file %1 is not whole: %2</source>
+        <translation>Файл %1 неполон: %2</translation>
+    </message>
 </context>
 <context>
     <name>FFMpegProcessor</name>
@@ -539,6 +539,21 @@
     <message>
         <source>ffmpeg cannot be started: %1</source>
         <translation>Не удалось запустить ffmpeg: %1</translation>
+    </message>
+    <message>
+        <source>ffmpeg failed with the arguments given for %1 (%2), H.264 is tried instead</source>
+        <translation>ffmpeg не справился с заданными аргументами для %1 (%2), используется H.264</translation>
+    </message>
+    <message>
+        <source>%1 is not whole (%2), %3 is kept</source>
+        <translation>Файл %1 неполон (%2), %3 сохранён</translation>
+    </message>
+</context>
+<context>
+    <name>FFMpegQueueNotifier</name>
+    <message>
+        <source>The job for %1 was removed, the video stays in %2</source>
+        <translation>Задание для %1 удалено, видео остаётся в %2</translation>
     </message>
 </context>
 <context>

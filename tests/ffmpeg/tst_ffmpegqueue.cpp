@@ -1,18 +1,27 @@
 #include "ffmpeg/ffmpegqueue.h"
 
-#include "baselib/globalconsole.h"
+#include "ffmpeg/ffmpegjobwatch.h"
 #include "ffmpeg/ffmpegqueuenotifier_p.h"
+#include "ffmpeg/fileinuse_p.h"
+#include "recording/recordingtempfile_p.h"
+#include "recording/videorecorder.h"
 #include "support/fakeffmpeg.h"
 #include "support/frames.h"
+#include "support/host.h"
 #include "support/metaface.h"
+#include "support/table.h"
 
 #include <QSignalSpy>
-#include <QtTest>
 
 #include <cstring>
+#include <functional>
 #include <thread>
 
+using host::contentOf;
+
 namespace {
+
+constexpr int endLimitMs = 30'000;
 
 // As the one of the library: made before any application object, never deleted.
 FFMpegQueue *const loadTimeQueue = new FFMpegQueue;
@@ -32,14 +41,7 @@ int endWithARunningChild(int argc, char **argv)
     return QCoreApplication::exec();
 }
 
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-// Notes the signals of a queue in the order in which its worker emits them, and the state that goes with
-// each.
+// Notes the signals of a queue in the order in which its worker emits them.
 class Listener : public QObject
 {
 public:
@@ -53,38 +55,28 @@ public:
             queue.notifier(), &FFMpegQueueNotifier::jobOver, this,
             [this](quint64 ticket, const FFMpegJobVerdict &verdict) {
                 const char *const outcomes[] = {"done", "failed", "cancelled", "nothing", "held", "removed"};
-                note(QString("%1 %2 %3").arg(outcomes[verdict.outcome]).arg(ticket).arg(verdict.exitCode));
-                const QMutexLocker lock(&mutex);
-                if (!verdict.text.isEmpty())
-                    lastText = verdict.text;
+                note(QString("%1 %2").arg(outcomes[verdict.outcome]).arg(ticket));
             },
             Qt::DirectConnection);
-    }
-
-    QStringList lines() const
-    {
-        const QMutexLocker lock(&mutex);
-        return noted;
     }
 
     QString text() const
     {
         const QMutexLocker lock(&mutex);
-        return lastText;
+        return noted.join(", ");
     }
 
 private:
-    template <class Sender, class... Arguments>
-    void connectTo(const Sender *sender, void (Sender::*signal)(Arguments...), const QString &pattern)
+    template <class... Arguments>
+    void connectTo(
+        const FFMpegQueue *queue, void (FFMpegQueue::*signal)(Arguments...), const QString &pattern)
     {
-        connect(
-            sender, signal, this,
-            [this, pattern](const auto &...arguments) {
-                QString line = pattern;
-                ((line = line.arg(arguments)), ...);
-                note(line);
-            },
-            Qt::DirectConnection);
+        const auto write = [this, pattern](const auto &...arguments) {
+            QString line = pattern;
+            ((line = line.arg(arguments)), ...);
+            note(line.section('/', -1).prepend(line.startsWith("file /") ? "file " : ""));
+        };
+        connect(queue, signal, this, write, Qt::DirectConnection);
     }
 
     void note(const QString &line)
@@ -93,12 +85,33 @@ private:
         noted << line;
     }
 
-    mutable QMutex mutex; // guards the two below
+    mutable QMutex mutex; // guards noted
     QStringList noted;
-    QString lastText;
+};
+
+std::function<void()> atJobStart; // called on the worker just before it starts a child
+
+void watchForJobStart(QtMsgType, const QMessageLogContext &, const QString &text)
+{
+    if (atJobStart && text.startsWith("STARTING FFMPEG JOB"))
+        std::exchange(atJobStart, {})();
+}
+
+enum Moment
+{
+    WhileItRuns,
+    WhileItStarts,
+    BeforeItStarts,
+    AfterItsEnd
 };
 
 } // namespace
+
+Q_DECLARE_METATYPE(Moment)
+
+// Whether all are cancelled, what the child of the first job does about its end, how many jobs the call
+// cancels, the signals, all files that are left.
+using Cancels = Table<Moment, bool, QString, int, QString, QString>;
 
 class FFMpegQueueTest : public QObject
 {
@@ -110,20 +123,24 @@ private Q_SLOTS:
 #ifndef Q_OS_UNIX
         QSKIP("The stand-ins for ffmpeg are shell scripts");
 #endif
-        QVERIFY(frames::writeVideo(path("clip"), 5));
+        QVERIFY(frames::writeVideo(store.filePath("clip.avi"), 5));
     }
 
-    void faceIsAsSettled()
+    void init()
+    {
+        dir = std::make_unique<QTemporaryDir>();
+        for (const char *name : {"a", "b", "c", "d"})
+            place(name);
+    }
+
+    void facesAreAsSettled()
     {
         QCOMPARE(metaface::ofClass(FFMpegQueue::staticMetaObject),
             QStringList({"signal jobStarted(int)", "signal jobProgress(int,int,int)",
                 "signal jobFinished(int)", "signal jobFileFinished(QString)"}));
-    }
-
-    void queueMadeBeforeTheApplicationHasNoThread()
-    {
-        QVERIFY(!loadTimeQueue->isRunning());
-        QVERIFY(!loadTimeQueue->isWorking());
+        QCOMPARE(metaface::ofClass(FFMpegJobWatch::staticMetaObject),
+            QStringList("signal jobEnded(FFMpegJobVerdict)"));
+        QVERIFY(!loadTimeQueue->isRunning() && !loadTimeQueue->isWorking());
     }
 
     void jobsRunOneAfterTheOtherInOrder()
@@ -131,135 +148,111 @@ private Q_SLOTS:
         FakeFFMpeg ffmpeg("echo new > \"$out\"; printf 'frame=    3 fps=0.0' >&2; exit 0");
         FFMpegQueue queue;
         Listener listener(queue);
-        for (const char *name : {"a", "b", "c"})
-            place(name);
-        QFile::copy(path("clip"), path("c.wav"));
+        place("c.wav");
         queue.addJob(Optimize, path("a"), "label", {});
         queue.addJob(Convert, path("b"), path("b.mp4"), {});
         queue.addJob(JoinVideoAndAudio, path("c"), path("c.mp4"), path("c.wav"));
         QCOMPARE(queue.jobsCount(), 3);
         queue.initAndStart();
-        QTRY_VERIFY_WITH_TIMEOUT(listener.lines().contains("finished 0"), 30'000);
-
-        QCOMPARE(listener.lines(),
-            QStringList({"started 3", "progress 3 3 5", "done 1 0", "file label", "finished 2", //
-                "started 2", "progress 2 3 5", "done 2 0", "file " + path("b.mp4"), "finished 1", //
-                "started 1", "progress 1 3 5", "done 3 0", "file " + path("c.mp4"), "finished 0"}));
-        QCOMPARE(ffmpeg.calls().size(), 3);
-        QCOMPARE(contentOf(path("a.avi")), QByteArray("new\n"));
-        QVERIFY(!QFile::exists(path("b")) && !QFile::exists(path("c")) && !QFile::exists(path("c.wav")));
+        QTRY_COMPARE_WITH_TIMEOUT(listener.text(),
+            QString("started 3, progress 3 3 5, done 1, file label, finished 2, "
+                    "started 2, progress 2 3 5, done 2, file b.mp4, finished 1, "
+                    "started 1, progress 1 3 5, done 3, file c.mp4, finished 0"),
+            endLimitMs);
+        QCOMPARE(contentOf(path("a")), QByteArray("new\n"));
+        QCOMPARE(files(), QString("a.avi b.mp4 c.mp4 d.avi"));
     }
 
     void aJobIsFollowedByItsTicket()
     {
-        FakeFFMpeg ffmpeg(
-            "await first; printf 'frame=    3 fps=0.0\\r' >&2; await second; echo why >&2; exit 3");
+        FakeFFMpeg ffmpeg("await first; printf 'frame=    3 fps=0.0\\r' >&2; await second; exit 3");
         FFMpegQueue queue;
         FFMpegQueueNotifier *const notifier = queue.notifier();
         Listener listener(queue);
-        place("a");
         queue.initAndStart();
         const quint64 running = notifier->appendJob({path("a"), {}, path("a.mp4"), Convert, {}});
-        QVERIFY(running > 0);
-        QTRY_COMPARE(listener.lines(), QStringList("started 1"));
-        QCOMPARE(queue.jobsCount(), 0);
-        QVERIFY(notifier->isPending(running));
+        QTRY_COMPARE(listener.text(), QString("started 1"));
+        QVERIFY(queue.jobsCount() == 0 && notifier->isPending(running) && notifier->isBusy());
+        QVERIFY(!notifier->isPending(0) && notifier->currentTicket() == running);
 
         // The state at the moment of each end, which is what a listener on another thread may rely on.
         quint64 dropped = 0;
         QList<bool> pending;
         const auto askBoth = [&] { pending << notifier->isPending(running) << notifier->isPending(dropped); };
         connect(notifier, &FFMpegQueueNotifier::jobOver, this, askBoth, Qt::DirectConnection);
-        dropped = notifier->appendJob({path("a"), path("missing.wav"), path("b.mp4"), JoinVideoAndAudio, {}});
-        QCOMPARE(queue.jobsCount(), 1);
-        QVERIFY(notifier->isPending(dropped));
-        QVERIFY(!notifier->isPending(0));
+        dropped = notifier->appendJob({path("a"), path("none.wav"), path("b.mp4"), JoinVideoAndAudio, {}});
+        QVERIFY(queue.jobsCount() == 1 && notifier->isPending(dropped));
         ffmpeg.letGo("first");
-        QTRY_VERIFY(listener.lines().contains("progress 2 3 5"));
+        QTRY_VERIFY(listener.text().endsWith("progress 2 3 5"));
         ffmpeg.letGo("second");
-
-        const QString wasDropped = QStringLiteral("nothing %1 -1").arg(dropped);
-        QTRY_VERIFY_WITH_TIMEOUT(listener.lines().contains(wasDropped), 30'000);
-        QCOMPARE(listener.lines(),
-            QStringList({"started 1", "progress 2 3 5", QStringLiteral("failed %1 3").arg(running),
-                "file " + path("a.mp4"), "finished 1", "started 1", wasDropped}));
-        QCOMPARE(listener.text(), QStringLiteral("why"));
-        QCOMPARE(pending, QList<bool>({false, true, false, false}));
-        QVERIFY(QFile::exists(path("a")));
+        QTRY_COMPARE_WITH_TIMEOUT(listener.text(),
+            QString("started 1, progress 2 3 5, failed 1, file a.mp4, finished 1, started 1, nothing 2"),
+            endLimitMs);
+        QTRY_COMPARE(pending, QList<bool>({false, true, false, false}));
     }
 
     void waitingJobsAreMovedHeldAndRemoved()
     {
-        QStringList console;
-        GlobalConsole::setSink([&](const QString &text, const QDateTime &) { console << text; });
-        const auto restore = qScopeGuard([] { GlobalConsole::setSink({}); });
+        const host::ConsoleLines console;
         FakeFFMpeg ffmpeg("await \"$(basename \"$2\")\"; echo new > \"$out\"");
         FFMpegQueue queue;
         Listener listener(queue);
-        QHash<QString, quint64> tickets;
-        QHash<QString, std::weak_ptr<int>> held;
-        for (const QString name : {"a", "b", "c", "d"}) {
-            place(name);
+        QVector<std::weak_ptr<int>> held{{}};
+        for (const QString name : {"a", "b", "c", "d"}) { // tickets 1 to 4
             const auto claim = std::make_shared<int>();
-            held[name] = claim;
-            tickets[name] =
-                queue.notifier()->appendJob({path(name), {}, path(name + ".mp4"), Convert, {}}, claim);
+            held << claim;
+            queue.notifier()->appendJob({path(name), {}, path(name + ".mp4"), Convert, {}}, claim);
         }
         const auto order = [&] {
             QString all;
             for (const FFMpegQueue::Entry &entry : queue.entries())
-                all += tickets.key(entry.ticket) + "rwh"[entry.state];
+                all += QString::number(entry.ticket) + "rwh"[entry.state];
             return all;
         };
-        QVERIFY(queue.moveJob(tickets["b"], 0));
-        QCOMPARE(order(), QString("bwawcwdw"));
+        QVERIFY(queue.moveJob(2, 0));
+        QCOMPARE(order(), QString("2w1w3w4w"));
         queue.initAndStart();
-        QTRY_COMPARE(listener.lines(), QStringList("started 4"));
-        QVERIFY(!queue.moveJob(tickets["b"], 1) && !queue.holdJob(tickets["b"]));
-        QVERIFY(!queue.removeJob(tickets["b"]) && !queue.releaseJob(tickets["a"]) && !queue.holdJob(77));
+        QTRY_COMPARE(listener.text(), QString("started 4"));
+        QVERIFY(!queue.moveJob(2, 1) && !queue.holdJob(2) && !queue.removeJob(2)); // it runs
+        QVERIFY(!queue.releaseJob(1) && !queue.holdJob(77));
 
-        QVERIFY(
-            queue.moveJob(tickets["a"], 99) && queue.holdJob(tickets["a"]) && !queue.holdJob(tickets["a"]));
-        QVERIFY(queue.moveJob(tickets["d"], -1) && queue.removeJob(tickets["c"]));
-        QCOMPARE(order(), QString("brdwah"));
+        QVERIFY(queue.moveJob(1, 99) && queue.holdJob(1) && !queue.holdJob(1));
+        QVERIFY(queue.moveJob(4, -1) && queue.removeJob(3));
+        QCOMPARE(order(), QString("2r4w1h"));
         QCOMPARE(queue.jobsCount(), 1);
-        QTRY_COMPARE(listener.lines(), QStringList({"started 4", "held 1 -1", "removed 3 -1"}));
-        QVERIFY(!queue.notifier()->isPending(tickets["a"]) && !queue.notifier()->isPending(tickets["c"]));
-        QVERIFY(!held["a"].expired() && held["c"].expired());
-        QCOMPARE(console,
+        QTRY_COMPARE(listener.text(), QString("started 4, held 1, removed 3"));
+        QVERIFY(!queue.notifier()->isPending(1) && !queue.notifier()->isPending(3));
+        QVERIFY(!held[1].expired() && held[3].expired());
+        QCOMPARE(console.all(),
             QStringList("The job for " + path("c.mp4") + " was removed, the video stays in " + path("c")));
 
-        QVERIFY(queue.holdJob(tickets["d"]));
+        QVERIFY(queue.holdJob(4));
         ffmpeg.letGo("b.avi");
-        QTRY_VERIFY_WITH_TIMEOUT(listener.lines().contains("finished 0"), 30'000);
-        QVERIFY(!queue.notifier()->isBusy());
-        QVERIFY(queue.cancelAll() == 0 && queue.releaseJob(tickets["a"]));
-        QTRY_COMPARE(listener.lines().mid(3),
-            QStringList({"held 4 -1", "done 2 0", "file " + path("b.mp4"), "finished 0", "started 1"}));
-        QCOMPARE(order(), QString("ardh"));
+        const QString first = "started 4, held 1, removed 3, held 4, done 2, file b.mp4, finished 0";
+        QTRY_COMPARE_WITH_TIMEOUT(listener.text(), first, endLimitMs);
+        QVERIFY(!queue.notifier()->isBusy() && queue.cancelAll() == 0 && queue.releaseJob(1));
+        QTRY_COMPARE(listener.text(), first + ", started 1");
+        QCOMPARE(order(), QString("1r4h"));
         ffmpeg.letGo("a.avi");
-        QTRY_COMPARE_WITH_TIMEOUT(listener.lines().last(), QString("finished 0"), 30'000);
-        QVERIFY(QFile::remove(path("a.mp4")) && held["a"].expired());
-        QVERIFY(QFile::exists(path("c")) && QFile::exists(path("d")));
+        QTRY_COMPARE_WITH_TIMEOUT(
+            listener.text(), first + ", started 1, done 1, file a.mp4, finished 0", endLimitMs);
+        QVERIFY(held[1].expired());
+        QCOMPARE(files(), QString("a.mp4 b.mp4 c.avi d.avi"));
     }
 
     void missingProgramAndUnknownTypeDoNotStopTheQueue()
     {
-        GlobalConsole::setSink([](const QString &, const QDateTime &) {});
-        const auto restore = qScopeGuard([] { GlobalConsole::setSink({}); });
+        const host::ConsoleLines console;
         FakeFFMpeg ffmpeg({});
         ffmpeg.vanish();
         FFMpegQueue queue;
         Listener listener(queue);
-        queue.addJob(FFMpegJobType(7), path("clip"), "none", {});
-        queue.addJob(Convert, path("clip"), path("b.mp4"), {});
+        queue.addJob(FFMpegJobType(7), path("a"), "none", {});
+        queue.addJob(Convert, path("a"), path("b.mp4"), {});
         queue.initAndStart();
-        QTRY_VERIFY_WITH_TIMEOUT(listener.lines().contains("finished 0"), 30'000);
-        QCOMPARE(listener.lines(),
-            QStringList({"started 2", "nothing 1 -1", "started 1", "failed 2 -1", "file " + path("b.mp4"),
-                "finished 0"}));
-        QVERIFY(!listener.text().isEmpty());
-        QVERIFY(QFile::exists(path("clip")));
+        QTRY_COMPARE_WITH_TIMEOUT(listener.text(),
+            QString("started 2, nothing 1, started 1, failed 2, file b.mp4, finished 0"), endLimitMs);
+        QCOMPARE(console.all().size(), 1);
     }
 
     void jobsMayBeAddedAndAskedForOnManyThreads()
@@ -267,50 +260,45 @@ private Q_SLOTS:
         FFMpegQueue queue;
         constexpr int threads = 4;
         constexpr int jobsEach = 100;
-        QVector<QVector<quint64>> tickets(threads);
+        std::atomic<int> wrong{0};
         std::vector<std::thread> callers;
-        for (QVector<quint64> &mine : tickets) {
-            callers.emplace_back([&queue, &mine] {
+        for (int thread = 0; thread < threads; ++thread) {
+            callers.emplace_back([&] {
                 for (int i = 0; i < jobsEach; ++i) {
-                    mine << queue.notifier()->appendJob({"source", {}, "dest", Convert, {}});
-                    if (!queue.notifier()->isPending(mine.last()) || queue.jobsCount() <= i)
-                        mine << 0;
+                    const quint64 ticket = queue.addJob({"source", {}, "dest", Convert, {}});
+                    if (!queue.notifier()->isPending(ticket) || queue.jobsCount() <= i
+                        || !queue.moveJob(ticket, i % 3))
+                        ++wrong;
                 }
             });
         }
         for (std::thread &caller : callers)
             caller.join();
-        QCOMPARE(queue.jobsCount(), threads * jobsEach);
+        QCOMPARE(wrong, 0);
         QSet<quint64> distinct;
-        for (const QVector<quint64> &mine : qAsConst(tickets)) {
-            QVERIFY(std::is_sorted(mine.begin(), mine.end()));
-            distinct.unite(QSet<quint64>(mine.begin(), mine.end()));
-        }
-        QVERIFY(!distinct.contains(0));
+        for (const FFMpegQueue::Entry &entry : queue.entries())
+            distinct << entry.ticket;
         QCOMPARE(distinct.size(), threads * jobsEach);
+        QVERIFY(!distinct.contains(0));
     }
 
     void destructionEndsTheChildAndKeepsTheSources()
     {
         FakeFFMpeg ffmpeg("echo new > \"$out\"; exec sleep 100");
-        place("a");
         {
             FFMpegQueue queue;
             queue.addJob(Convert, path("a"), path("a.mp4"), {});
-            queue.addJob(Convert, path("clip"), path("b.mp4"), {});
+            queue.addJob(Convert, path("b"), path("b.mp4"), {});
             queue.initAndStart();
             QTRY_COMPARE(contentOf(path("a.mp4")), QByteArray("new\n"));
-            QVERIFY(FakeFFMpeg::processExists(ffmpeg.lastPid()));
         }
         QVERIFY(!FakeFFMpeg::processExists(ffmpeg.lastPid()));
-        QCOMPARE(contentOf(path("a")), contentOf(path("clip")));
-        QCOMPARE(ffmpeg.calls().size(), 1);
+        QCOMPARE(files(), QString("a.avi a.mp4 b.avi c.avi d.avi"));
     }
 
     void programMayEndWhileAJobRuns()
     {
         FakeFFMpeg ffmpeg("printf 'frame=    3 fps=0.0' >&2; await end");
-        place("a");
         QProcess program;
         program.setProcessChannelMode(QProcess::MergedChannels);
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -318,30 +306,170 @@ private Q_SLOTS:
         program.setProcessEnvironment(environment);
         program.start(QCoreApplication::applicationFilePath(), {leaveRunning, path("a")});
         QVERIFY(program.waitForFinished(100'000));
-        const QByteArray output = program.readAll();
-        QCOMPARE(output, QByteArray());
-        QCOMPARE(program.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(program.exitCode(), 0);
-        QVERIFY(FakeFFMpeg::processExists(ffmpeg.lastPid()));
+        QCOMPARE(program.readAll(), QByteArray());
+        QVERIFY(program.exitStatus() == QProcess::NormalExit && program.exitCode() == 0);
+        // Whoever looks for recordings that were left has to know.
+        QVERIFY(FakeFFMpeg::processExists(ffmpeg.lastPid()) && FileInUse::isReadByChild(path("a")));
         ffmpeg.letGo("end");
         QTRY_VERIFY(!FakeFFMpeg::processExists(ffmpeg.lastPid()));
-        QVERIFY(QFile::exists(path("a")));
+        QVERIFY(QFile::exists(path("a")) && !FileInUse::isReadByChild(path("a")));
+    }
+
+    void everyJobGetsItsVerdict()
+    {
+        FakeFFMpeg ffmpeg("echo new > \"$out\"; seq 30 >&2; case \"$2\" in */b.avi) sleep 1.5; exit 3; esac");
+        FFMpegQueue queue;
+        FFMpegJobWatch watch(&queue);
+        QSignalSpy ended(&watch, &FFMpegJobWatch::jobEnded);
+        queue.addJob(Convert, path("a"), path("a.mp4"), {});
+        queue.addJob(Convert, path("b"), path("b.mp4"), {});
+        queue.addJob(JoinVideoAndAudio, path("b"), path("b.mp4"), path("b.wav"));
+        queue.initAndStart();
+        QTRY_COMPARE_WITH_TIMEOUT(ended.count(), 3, endLimitMs);
+        const auto verdict = [&](int i) { return ended.at(i).first().value<FFMpegJobVerdict>(); };
+        QVERIFY(verdict(0).outcome == FFMpegJobVerdict::Done && verdict(0).exitCode == 0);
+        QCOMPARE(verdict(0).sourceSize, qint64(-1));
+        QVERIFY(verdict(1).outcome == FFMpegJobVerdict::Failed && verdict(1).exitCode == 3);
+        QVERIFY(verdict(1).durationMs >= 1500 && !verdict(1).hasCrashed);
+        QVERIFY(verdict(1).text.startsWith("11\n") && verdict(1).text.endsWith("\n30"));
+        QCOMPARE(verdict(1).job.dest, path("b.mp4"));
+        QVERIFY(verdict(2).outcome == FFMpegJobVerdict::NothingStarted && verdict(2).exitCode == -1);
+        QCOMPARE(verdict(2).job.audio, path("b.wav"));
+    }
+
+    void jobsAreCancelledInAnyMoment_data()
+    {
+        const Cancels row;
+        const QString dies = "exec sleep 100";
+        const QString obeys = "trap 'exit 255' TERM; await never";
+        const QString ignores = "trap '' TERM; await never";
+        const QString second = ", started 1, done 2, file b.mp4, finished 0";
+        const QString nextRuns = "started 2, cancelled 1, file a.mp4, finished 1" + second;
+        const QString noneRuns = "started 2, cancelled 2, cancelled 1, file a.mp4, finished 0";
+        row("running", WhileItRuns, false, dies, 1, nextRuns, "a.avi b.mp4");
+        row("running, all", WhileItRuns, true, obeys, 2, noneRuns, "a.avi b.avi");
+        row("deaf, all", WhileItRuns, true, ignores, 2, noneRuns, "a.avi b.avi");
+        row("starting", WhileItStarts, false, obeys, 1, nextRuns, "a.avi b.mp4");
+        row("taken", BeforeItStarts, false, dies, 1, "started 2, cancelled 1" + second, "a.avi b.mp4");
+        row("taken, all", BeforeItStarts, true, dies, 2, "started 1, cancelled 1, cancelled 2",
+            "a.avi b.avi");
+        const QString firstRuns = "started 2, done 1, file a.mp4, finished 1";
+        row("between jobs", AfterItsEnd, false, "exit 0", 0, firstRuns + second, "a.mp4 b.mp4");
+        row("between jobs, all", AfterItsEnd, true, "exit 0", 1, firstRuns + ", cancelled 2", "a.mp4 b.avi");
+    }
+
+    void jobsAreCancelledInAnyMoment()
+    {
+        const Moment moment = std::get<0>(Cancels::fetch());
+        const bool all = std::get<1>(Cancels::fetch());
+        const QString whenTold = std::get<2>(Cancels::fetch());
+        FakeFFMpeg ffmpeg("echo half > \"$out\"; touch \"$dir/ready\"; case \"$2\" in */a.avi) " + whenTold
+            + ";; esac; exit 0");
+        const QtMessageHandler former = qInstallMessageHandler(watchForJobStart);
+        const auto restore = qScopeGuard([=] { qInstallMessageHandler(former); });
+        FFMpegQueue queue;
+        Listener listener(queue);
+        FFMpegJobWatch watch(&queue);
+        QSignalSpy ended(&watch, &FFMpegJobWatch::jobEnded);
+        int cancelled = -1;
+        const auto cancel = [&] {
+            if (cancelled < 0)
+                cancelled = all ? queue.cancelAll() : int(queue.cancelCurrent());
+        };
+        QVERIFY(!queue.cancelCurrent() && queue.cancelAll() == 0);
+        if (moment == BeforeItStarts)
+            atJobStart = cancel;
+        if (moment == WhileItStarts)
+            connect(&queue, &FFMpegQueue::jobStarted, this, cancel, Qt::DirectConnection);
+        if (moment == AfterItsEnd)
+            connect(&queue, &FFMpegQueue::jobFinished, this, cancel, Qt::DirectConnection);
+        queue.addJob(Convert, path("a"), path("a.mp4"), {});
+        queue.addJob(Convert, path("b"), path("b.mp4"), {});
+        queue.initAndStart();
+        if (moment == WhileItRuns) {
+            QTRY_VERIFY(ffmpeg.hasFile("ready"));
+            cancel();
+            if (whenTold.startsWith("trap ''")) // lives on for a while, so it is the same job
+                QVERIFY(queue.cancelCurrent()); // once more does no harm
+        }
+        QTRY_COMPARE_WITH_TIMEOUT(listener.text(), std::get<4>(Cancels::fetch()), endLimitMs);
+        QCOMPARE(cancelled, std::get<3>(Cancels::fetch()));
+        QCOMPARE(files(), std::get<5>(Cancels::fetch()) + " c.avi d.avi");
+        QVERIFY(!queue.notifier()->isBusy() && !FakeFFMpeg::processExists(ffmpeg.lastPid()));
+        QTRY_COMPARE(ended.count(), 2);
+        for (const QList<QVariant> &arguments : ended) {
+            const auto verdict = arguments.first().value<FFMpegJobVerdict>();
+            QCOMPARE(verdict.outcome == FFMpegJobVerdict::Cancelled, verdict.sourceSize > 0);
+        }
+    }
+
+    void failedJobIsQueuedAgain()
+    {
+        FakeFFMpeg ffmpeg("echo part > \"$out\"; exit 1");
+        place("a.wav");
+        auto first = std::make_unique<FFMpegQueue>();
+        FFMpegJobWatch firstWatch(first.get());
+        QSignalSpy over(&firstWatch, &FFMpegJobWatch::jobEnded);
+        first->addJob(JoinVideoAndAudio, path("a"), path("a.mp4"), path("a.wav"));
+        first->initAndStart();
+        QTRY_COMPARE_WITH_TIMEOUT(over.count(), 1, endLimitMs);
+        const auto verdict = over.first().first().value<FFMpegJobVerdict>();
+        first.reset();
+
+        auto queue = std::make_unique<FFMpegQueue>(); // whose thread does not run yet
+        FFMpegJobWatch watch(queue.get());
+        QSignalSpy ended(&watch, &FFMpegJobWatch::jobEnded);
+        QVERIFY(!watch.requeue(verdict)); // a join overwrites nothing
+        FFMpegJobVerdict other = verdict;
+        other.job.dest = path("a.wav");
+        QVERIFY(!watch.requeue(other, FFMpegJobWatch::Replace)); // it would remove its sound
+        other = verdict;
+        other.outcome = FFMpegJobVerdict::Held;
+        QVERIFY(!watch.requeue(other, FFMpegJobWatch::Replace)); // it is in the queue already
+
+        ffmpeg.setCommands("[ -e \"$out\" ] && exit 1; await go; echo whole > \"$out\"");
+        {
+            // A recording has been armed under this name and will move aside what it finds there.
+            VideoRecorder::setTempFolder(dir->path());
+            const auto armed = RecordingTempFile::claim(path("sub/a.avi"));
+            QCOMPARE(armed->videoPath(), path("a"));
+            QVERIFY(!watch.requeue(verdict, FFMpegJobWatch::Replace));
+        }
+        QVERIFY(watch.requeue(verdict, FFMpegJobWatch::Replace));
+        QCOMPARE(RecordingTempFile::claim(path("sub/a.avi"))->videoPath(), path("a_2.avi"));
+        ffmpeg.letGo("go");
+        QTRY_COMPARE_WITH_TIMEOUT(ended.count(), 1, endLimitMs);
+        QCOMPARE(ended.last().first().value<FFMpegJobVerdict>().outcome, FFMpegJobVerdict::Done);
+        QCOMPARE(files(), QString("a.mp4 b.avi c.avi d.avi"));
+        QVERIFY(!watch.requeue(verdict)); // the source is consumed
+        place("a");
+        place("a.wav");
+        QVERIFY(!watch.requeue(verdict, FFMpegJobWatch::Replace)); // another recording of that name
+        queue.reset();
+        QVERIFY(!watch.requeue(verdict, FFMpegJobWatch::Replace));
+        QCOMPARE(contentOf(path("a.mp4")), QByteArray("whole\n"));
+        VideoRecorder::setTempFolder({});
     }
 
 private:
     // "a" stands for the video a.avi; a name with a suffix for itself.
     QString path(const QString &name) const
     {
-        return dir.path() + '/' + (name.contains('.') ? name : name + ".avi");
+        return dir->filePath(name.contains('.') ? name : name + ".avi");
     }
 
     void place(const QString &name)
     {
-        QFile::remove(path(name));
-        QVERIFY(QFile::copy(path("clip"), path(name)));
+        QVERIFY(QFile::copy(store.filePath("clip.avi"), path(name)));
     }
 
-    QTemporaryDir dir;
+    QString files() const
+    {
+        return QDir(dir->path()).entryList(QDir::Files).join(' ');
+    }
+
+    QTemporaryDir store;
+    std::unique_ptr<QTemporaryDir> dir;
 };
 
 int main(int argc, char **argv)

@@ -9,6 +9,7 @@
 #include "recording/recordingdeliveries_p.h"
 #include "recording/recordingnotifier_p.h"
 #include "recording/videorecorder.h"
+#include "video/packetcount_p.h"
 
 #include <QDebug>
 #include <QDir>
@@ -20,6 +21,8 @@
 #include <exception>
 
 namespace {
+
+constexpr qint64 countedBytes = 1LL << 30;
 
 QString sizeAndPath(const QString &path)
 {
@@ -37,18 +40,19 @@ QString cutName(const QString &path)
     return FileUtilities::FolderSlash(info.path()) + name;
 }
 
-int framesIn(const QString &path)
+// The header of a video on a disk that is full may promise frames that are not there, so the packets are
+// counted; but not those of hours on a disk with room, where the header is right.
+qint64 framesIn(const QString &path, quint64 expected)
 {
     cv::VideoCapture capture;
     if (!CaptureSource::open(capture, path))
         return 0;
-    int count = CaptureSource::frameCount(capture);
-    // A file whose end is missing, as on a full disk, does not tell its length.
-    if (count == 0) {
-        while (capture.grab())
-            ++count;
-    }
-    return count;
+    const qint64 promised = CaptureSource::frameCount(capture);
+    const bool isTrusted = promised > 0 && quint64(promised) >= expected
+        && QFileInfo(path).size() > countedBytes
+        && QStorageInfo(QFileInfo(path).path()).bytesAvailable() > countedBytes;
+    const qint64 counted = isTrusted ? -1 : PacketCount::ofVideo(path);
+    return counted >= 0 ? counted : promised;
 }
 
 bool isOnOneDisk(const QString &file, const QString &destination)
@@ -113,7 +117,7 @@ void checkTempFile(Recording &recording)
     RecordingResult &result = recording.result;
     const QFileInfo file(recording.tempFilePath);
     const bool isThere = file.isFile() && file.size() > 0;
-    result.framesFound = isThere ? framesIn(recording.tempFilePath) : 0;
+    result.framesFound = isThere ? framesIn(recording.tempFilePath, result.framesCounted) : 0;
     result.isWhole = isThere && quint64(result.framesFound) >= result.framesCounted;
     if (result.framesCounted == 0) {
         result.reason = VideoRecorder::tr("No frame was written.");
@@ -137,7 +141,7 @@ bool cutTempFile(Recording &recording)
     QFile::remove(cut);
     const auto [first, last] = *recording.cut;
     const size_t counted = VideoRecorder::cutVideo(recording.tempFilePath, cut, {*recording.cut});
-    const int found = counted == 0 ? 0 : framesIn(cut);
+    const qint64 found = counted == 0 ? 0 : framesIn(cut, quint64(last) - first + 1);
     if (found == 0) {
         QFile::remove(cut);
         writeConsole(QStringLiteral("The frames %1 to %2 cannot be cut out, the whole recording is kept")

@@ -555,13 +555,6 @@
     </message>
 </context>
 <context>
-    <name>FFMpegQueueNotifier</name>
-    <message>
-        <source>The job for %1 was removed, the video stays in %2</source>
-        <translation type="unfinished"></translation>
-    </message>
-</context>
-<context>
     <name>FPSWidget</name>
     <message>
         <source>Frame rate; no frames at the moment</source>

@@ -557,13 +557,6 @@
     </message>
 </context>
 <context>
-    <name>FFMpegQueueNotifier</name>
-    <message>
-        <source>The job for %1 was removed, the video stays in %2</source>
-        <translation>Задание для %1 удалено, видео остаётся в %2</translation>
-    </message>
-</context>
-<context>
     <name>FPSWidget</name>
     <message>
         <source>Frame rate; no frames at the moment</source>

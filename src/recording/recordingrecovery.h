@@ -18,9 +18,9 @@ class RecordingRecoveryJob;
  * Finds recordings that a program has left in the temporary folders, and delivers them.
  *
  *     for (const RecordingRecovery::Set &set : RecordingRecovery::list()) {
- *         RecordingRecoveryJob *job = RecordingRecovery::deliverAsync(set, videos.filePath(set.name +
- * ".mkv"), this); connect(job, &RecordingRecoveryJob::finished, this, &Window::showRecovered); connect(job,
- * &RecordingRecoveryJob::finished, job, &QObject::deleteLater);
+ *         const QString target = videos.filePath(set.name + QStringLiteral(".mkv"));
+ *         RecordingRecoveryJob *job = RecordingRecovery::deliverAsync(set, target, this);
+ *         connect(job, &RecordingRecoveryJob::finished, this, &Window::showRecovered);
  *     }
  *
  * A recording stays in a temporary folder where its program was killed or crashed, or where it could not be

@@ -15,6 +15,9 @@
 
 namespace {
 
+// Commands of the stand-in for ffmpeg: the input is "$2" after this.
+const char toInput[] = "while [ \"$1\" != -i ]; do shift; done; ";
+
 using Set = RecordingRecovery::Set;
 using Result = RecordingRecovery::Result;
 
@@ -100,9 +103,9 @@ private Q_SLOTS:
         QVERIFY(place("gone_aside1.wav", "sound") && place("text.txt", "text"));
         QVERIFY(QFile::link(fixture->inTemp("whole.mkv"), fixture->inTemp("link.avi")));
         const auto growing = RecordingTempFile::claim(QStringLiteral("growing.avi"));
-        QVERIFY(place("growing.avi", "video") && place("converted.avi", "video")
+        QVERIFY(place("growing.avi", "video") && place("converted.mkv", "video")
             && place("stranger.avi", "video"));
-        QFile read(fixture->inTemp("converted.avi")); // by a child that has outlived its program
+        QFile read(fixture->inTemp("converted.mkv")); // by a child that has outlived its program
         QVERIFY(read.open(QIODevice::ReadOnly));
         QStringList expected{"empty interrupted 0", "gone_aside1 5", "lone 4", "whole 21"};
 #ifdef Q_OS_UNIX
@@ -158,7 +161,12 @@ private Q_SLOTS:
             "a.avi a.frames.csv a.json a.log a.wav");
         row("no program", "cut.avi", "a.avi", "exit 127", "video", "a.avi a.frames.csv a.json a.log");
         row("no program, other suffix", "cut.avi", "a.mkv", "exit 127", "", "");
-        row("half is made", "cut.avi", "a.mkv", "head -c 60000 \"$4\" > \"$out\"", "", "");
+        row("half is made", "cut.avi", "a.mkv", "head -c $(($(wc -c < \"$2\") / 2)) \"$2\" > \"$out\"", "",
+            "");
+        row("sound is lost", "cut.avi sound", "a.avi",
+            "case \"$all\" in *take.wav*progress*) echo out_time_us=3000000;; *progress*) ;;"
+            "*) cp \"$2\" \"$out\";; esac",
+            "video", "a.avi a.frames.csv a.json a.log a.wav");
         row("video is taken", "cut.avi", "taken.avi", "", "", "");
         row("log is taken", "cut.avi", "takenlog.avi", "", "", "");
         row("no frame", "empty.avi", "a.avi", "", "", "");
@@ -181,7 +189,7 @@ private Q_SLOTS:
         {
             std::unique_ptr<FakeFFMpeg> fake;
             if (!ffmpeg.isEmpty())
-                fake = std::make_unique<FakeFFMpeg>(ffmpeg);
+                fake = std::make_unique<FakeFFMpeg>(QStringLiteral("all=\"$*\"; ") + toInput + ffmpeg);
             double told = 0.0;
             result = RecordingRecovery::deliver(set, fixture->out(qPrintable(target)), [&](double done) {
                 told = done >= told ? done : 2.0;
@@ -217,7 +225,8 @@ private Q_SLOTS:
         QVERIFY(seen.ok && !seen.contents.hasHeader && seen.contents.frames >= 30);
         QCOMPARE(seen.contents.lengthS, double(seen.contents.frames) / 25.0);
         {
-            const FakeFFMpeg half(QStringLiteral("head -c 60000 \"$4\" > \"$out\""));
+            const FakeFFMpeg half(
+                toInput + QStringLiteral("head -c $(($(wc -c < \"$2\") / 2)) \"$2\" > \"$out\""));
             const QByteArray before = contentOf(set.videoPath);
             QVERIFY(!RecordingRecovery::repair(set).ok);
             QVERIFY(contentOf(set.videoPath) == before);
@@ -259,6 +268,7 @@ private Q_SLOTS:
         } else {
             QTRY_COMPARE(finished.count(), 1);
             QCOMPARE(job->result().ok, runs);
+            QVERIFY(runs || job->result().reason.contains(QStringLiteral("was cancelled")));
             QVERIFY(!job->isRunning() && progress.count() > 0);
             delete job;
         }

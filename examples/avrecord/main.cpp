@@ -22,8 +22,10 @@
 int main(int argc, char **argv)
 {
     QApplication app(argc, argv);
-    if (argc < 2)
-        qFatal("usage: avrecord SOURCE [FOLDER]; SOURCE is a file, rtsp://... or the number of a device");
+    if (argc < 2) {
+        qCritical("usage: avrecord SOURCE [FOLDER]; SOURCE is a file, rtsp://... or the number of a device");
+        return 2;
+    }
     const QDir folder(argc > 2 ? QString::fromLocal8Bit(argv[2]) : QStringLiteral("."));
 
     //! [avrecord]
@@ -43,7 +45,7 @@ int main(int argc, char **argv)
         audio.setCodec(microphones->getCodec());
         audio.setSampleRate(microphones->getSampleRate());
         const QString name = QDateTime::currentDateTime().toString(QStringLiteral("yyyyMMdd-HHmmss"));
-        both.startRecord(folder.absoluteFilePath(name + QStringLiteral(".avi")));
+        both.startRecord(folder.absoluteFilePath(name + QStringLiteral(".mkv")));
     };
     //! [avrecord]
 

@@ -10,8 +10,10 @@
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
-    if (argc != 3)
-        qFatal("usage: quickstart SOURCE DESTINATION");
+    if (argc != 3) {
+        qCritical("usage: quickstart SOURCE DESTINATION");
+        return 2;
+    }
     const QString source = QString::fromLocal8Bit(argv[1]);
     const QString destination = QString::fromLocal8Bit(argv[2]);
 

@@ -273,6 +273,13 @@ void VideoRecorder::keepPace(Pass &pass)
     const quint64 missing = FramePacer::missing(pass.elapsedNs, pass.rateHz, sampled - 1);
     const quint64 limit = std::max<quint64>(1, quint64(pass.rateHz));
     for (; pass.pacedRepeats < std::min(missing, limit); ++pass.pacedRepeats) {
+        // A receiver that stops at a number of frames gets just that number.
+        Q_EMIT frameCountChanged(recording.frames);
+        {
+            const QMutexLocker locker(&mutex);
+            if (!recording.isWanted())
+                break;
+        }
         recording.writer.write(recording.sampled);
         countFrame(recording, FrameListWriter::Source::Repeated);
     }

@@ -5,6 +5,7 @@
 #include "console.h"
 #include "interrupts.h"
 #include "options.h"
+#include "recover.h"
 #include "session.h"
 
 #include <QCoreApplication>
@@ -40,7 +41,7 @@ int main(int argc, char **argv)
 
     const Options options = parseOptions();
     Console::install();
-    const int result = run(options);
+    const int result = options.recovers ? recover(options) : run(options);
     if (options.tempIsOwn)
         QDir().rmdir(options.temp); // unless a recording lies in it
     return result;

@@ -57,11 +57,47 @@ void describe(QCommandLineParser &parser)
     parser.addOption({QStringLiteral("temp"),
         QStringLiteral("Where the recording grows. Default: .vt-record beside the video."),
         QStringLiteral("folder")});
-    add("frame-log", "Leave a frame time log beside the video.");
+    add("delivery",
+        "How the video is made: quality (H.264), copy (not encoded again), ffmpeg (as ffmpeg chooses by the "
+        "suffix), custom.",
+        "kind", "quality");
+    add("crf", "Constant rate factor of quality: 0 is without loss, 51 the worst.", "N", "18");
+    add("encoder", "Arguments of ffmpeg for custom, such as \"-c:v h264_nvenc\".", "arguments");
+    add("no-ffmpeg", "Move the recording as it is, without ffmpeg.");
+    add("keep-pace", "Repeat a frame where the encoder is late, so that 10 s give 10 s: on or off.", "switch",
+        "on");
+    add("frame-log", "Leave a frame time log beside the video: take.log.");
+    add("frame-list", "Leave a list of frames beside the video: take.frames.csv.");
+    add("result", "Leave how the recording ended beside the video: take.json.");
     add("cut", "Keep only these frames, both included.", "first:last");
-    add("no-ffmpeg", "Copy the recording as it is, do not convert it.");
+    add("min-free", "End in good order when its disk has less space than this.", "MiB", "64");
     add("rotate", "Rotation of the camera, 0 to 3 quarter turns.", "N", "0");
     add("flip", "Flip of the camera: 0 none, 1 X, 2 Y, 3 both.", "N", "0");
+    add("recover",
+        "Record nothing: list the recordings that were left in temporary folders, and deliver them to the "
+        "folder that stands in the place of the source, if there is one.");
+}
+
+// The index of the word that was given.
+int choice(const QCommandLineParser &parser, const QString &name, const QStringList &words)
+{
+    const int index = words.indexOf(parser.value(name));
+    if (index < 0)
+        refuse(QStringLiteral("--%1 takes one of %2").arg(name, words.join(QLatin1String(", "))));
+    return index;
+}
+
+Options::Delivery deliveryOf(const QCommandLineParser &parser)
+{
+    const QString name = QStringLiteral("delivery");
+    const int kind = choice(parser, name,
+        {QStringLiteral("quality"), QStringLiteral("copy"), QStringLiteral("ffmpeg"),
+            QStringLiteral("custom")});
+    if (!parser.isSet(QStringLiteral("no-ffmpeg")))
+        return Options::Delivery(kind);
+    if (parser.isSet(name))
+        refuse(QStringLiteral("--delivery and --no-ffmpeg exclude each other"));
+    return Options::Delivery::Plain;
 }
 
 QString sourceOf(const QCommandLineParser &parser)
@@ -86,6 +122,9 @@ Options parseOptions()
 
     Options options;
     options.source = sourceOf(parser);
+    options.recovers = parser.isSet(QStringLiteral("recover"));
+    if (options.recovers && !options.source.isEmpty())
+        options.recoverTo = QFileInfo(options.source).absoluteFilePath();
     options.login = parser.value(QStringLiteral("login"));
     options.password = parser.value(QStringLiteral("password"));
     options.rate = number(parser, QStringLiteral("rate"), 0.1, 500.0);
@@ -97,8 +136,17 @@ Options parseOptions()
     options.temp = options.tempIsOwn ? out.absolutePath() + QStringLiteral("/.vt-record")
                                      : QFileInfo(temp).absoluteFilePath();
     options.frameLog = parser.isSet(QStringLiteral("frame-log"));
-    options.delivery =
-        parser.isSet(QStringLiteral("no-ffmpeg")) ? Options::Delivery::Plain : Options::Delivery::FFMpeg;
+    options.frameList = parser.isSet(QStringLiteral("frame-list"));
+    options.resultFile = parser.isSet(QStringLiteral("result"));
+    options.keepPace =
+        choice(parser, QStringLiteral("keep-pace"), {QStringLiteral("on"), QStringLiteral("off")}) == 0;
+    options.minFreeBytes =
+        static_cast<qint64>(number(parser, QStringLiteral("min-free"), 0, 1e6) * 1024 * 1024);
+    options.delivery = deliveryOf(parser);
+    options.crf = static_cast<int>(number(parser, QStringLiteral("crf"), 0, 51));
+    options.encoder = parser.value(QStringLiteral("encoder")).split(QLatin1Char(' '), Qt::SkipEmptyParts);
+    if (options.encoder.isEmpty() == (options.delivery == Options::Delivery::Custom))
+        refuse(QStringLiteral("--encoder and --delivery custom need each other"));
     options.rotation = static_cast<int>(number(parser, QStringLiteral("rotate"), 0, 3));
     options.flip = static_cast<int>(number(parser, QStringLiteral("flip"), 0, 3));
     if (parser.isSet(QStringLiteral("cut"))) {

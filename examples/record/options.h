@@ -13,7 +13,7 @@ struct Options
         Quality,
         Copy,
         FFMpeg, // as ffmpeg chooses
-        Custom,
+        Custom, // by the arguments below
         Plain // without ffmpeg
     };
 
@@ -26,10 +26,18 @@ struct Options
     QString temp; // absolute; the folder in which the recording grows
     bool tempIsOwn = true; // it is the hidden folder beside the video, not one that was named
     bool frameLog = false;
+    bool frameList = false;
+    bool resultFile = false;
+    bool keepPace = true;
     int rotation = 0; // CameraSettings::CameraRotation
     int flip = 0; // CameraSettings::CameraFlip
     std::optional<std::pair<unsigned int, unsigned int>> cut; // first and last frame to keep
     Delivery delivery = Delivery::Quality;
+    int crf = 18;
+    QStringList encoder; // arguments for ffmpeg
+    qint64 minFreeBytes = 0; // with less free space the recording ends
+    bool recovers = false; // what lies in the temporary folders is listed, and delivered to the folder below
+    QString recoverTo; // absolute; empty to list only
 };
 
 /** Reads the arguments; an error or a call for help ends the program here. */

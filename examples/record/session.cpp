@@ -8,7 +8,11 @@
 #include <FFMpegProcessor>
 #include <FFMpegQueue>
 #include <GlobalConsole>
+#include <ImageVideoProvider>
 #include <IPCamera>
+#include <RecordingDelivery>
+#include <RecordingResult>
+#include <RecordingWatch>
 #include <VideoRecorder>
 
 #include <QCoreApplication>
@@ -23,6 +27,8 @@ namespace {
 
 constexpr int firstFrameLimitMs = 10'000;
 constexpr int lookMs = 50;
+constexpr double lastSeconds = 5.0; // that are kept free on the disk
+constexpr double warningSeconds = 60.0;
 
 // A camera whose settings stay in memory: no file can have a name with a null character.
 class UnsavedCamera : public IPCamera
@@ -43,6 +49,52 @@ public:
     }
 };
 
+RecordingDelivery deliveryOf(const Options &options)
+{
+    switch (options.delivery) {
+    case Options::Delivery::Quality:
+        return RecordingDelivery::quality(options.crf);
+    case Options::Delivery::Copy:
+        return RecordingDelivery::copy();
+    case Options::Delivery::Custom:
+        return RecordingDelivery::custom(options.encoder);
+    default:
+        return {};
+    }
+}
+
+// What the header says is enough where it says what was counted; else the frames are counted.
+quint64 framesIn(const VideoInfo &video, const RecordingResult &result)
+{
+    if (quint64(video.frameCount) == result.framesCounted)
+        return result.framesCounted;
+    ImageVideoProvider file;
+    file.setFile(result.videoPath);
+    return quint64(file.getFrameAmount());
+}
+
+void tell(const RecordingResult &result, const VideoInfo &video)
+{
+    const VideoRecorder::Report &report = result.report;
+    Console::result(result.videoPath);
+    Console::result(QStringLiteral("  %1x%2, %3 frames at %4 Hz, %5 bytes")
+                        .arg(video.width)
+                        .arg(video.height)
+                        .arg(video.frameCount)
+                        .arg(video.frameRate)
+                        .arg(video.fileSize));
+    Console::result(QStringLiteral("  nominal %1 s, wall clock %2 s, %3 passes a second, longest gap %4 ms")
+                        .arg(video.frameCount / video.frameRate)
+                        .arg(report.wallClockSeconds)
+                        .arg(report.measuredRateHz)
+                        .arg(report.longestGapMs));
+    Console::result(QStringLiteral("  source frames: %1 offered, %2 lost, %3 repeated, %4 refused")
+                        .arg(report.offered)
+                        .arg(report.overwritten)
+                        .arg(report.repeated)
+                        .arg(report.refused));
+}
+
 enum class End
 {
     Finished,
@@ -62,23 +114,36 @@ public:
 private:
     void stop();
     void look();
+    void giveUp();
 
     const Options &options;
     const qulonglong wanted; // frames
     VideoRecorder recorder; // outlives the camera, which calls it from its own thread
+    RecordingWatch watch; // its warnings are console lines
     UnsavedCamera camera;
     QElapsedTimer armed;
-    QTimer watch;
+    QTimer timer;
     bool isInterrupted = false;
+    bool isGivenUp = false;
+    bool isEndedAtLimit = false; // the disk is nearly full
     int urgentBefore = 0; // interrupts that count as one with the first
 };
 
 Session::Session(const Options &options)
     : options(options),
       wanted(qMax<qulonglong>(1, static_cast<qulonglong>(std::llround(options.seconds * options.rate)))),
-      recorder(options.out, options.rate), camera(options)
+      recorder(options.out, options.rate), watch(&recorder), camera(options)
 {
     recorder.useFrameLog = options.frameLog;
+    recorder.useFrameList = options.frameList;
+    recorder.useResultFile = options.resultFile;
+    recorder.setDelivery(deliveryOf(options));
+    recorder.setKeepPace(options.keepPace);
+    watch.setStopLimit(options.minFreeBytes, lastSeconds);
+    watch.setWarningLimit(2 * options.minFreeBytes, warningSeconds);
+    QObject::connect(&watch, &RecordingWatch::warned, &timer, [this](RecordingWatch::Warning warning) {
+        isEndedAtLimit = isEndedAtLimit || warning == RecordingWatch::EndedAtLimit;
+    });
     QObject::connect(&camera, &Camera::frameChanged, &recorder,
         qOverload<const cv::Mat &>(&VideoRecorder::setFrame), Qt::DirectConnection);
     // Runs in the recorder's pass, so that the video gets exactly the frames that were asked for.
@@ -90,19 +155,19 @@ Session::Session(const Options &options)
         },
         Qt::DirectConnection);
 
-    QObject::connect(&recorder, &VideoRecorder::frameCountChanged, &watch, [this](qulonglong frames) {
+    QObject::connect(&recorder, &VideoRecorder::frameCountChanged, &timer, [this](qulonglong frames) {
         Console::progress(QStringLiteral("recording frame %1 of %2").arg(frames).arg(wanted));
     });
     // A short job ends before it has told any progress.
-    QObject::connect(VideoRecorder::ffmpegQueue, &FFMpegQueue::jobStarted, &watch,
+    QObject::connect(VideoRecorder::ffmpegQueue, &FFMpegQueue::jobStarted, &timer,
         [](int) { Console::line(QStringLiteral("ffmpeg works")); });
     QObject::connect(
-        VideoRecorder::ffmpegQueue, &FFMpegQueue::jobProgress, &watch, [](int, int frame, int of) {
+        VideoRecorder::ffmpegQueue, &FFMpegQueue::jobProgress, &timer, [](int, int frame, int of) {
             Console::progress(QStringLiteral("ffmpeg frame %1 of %2").arg(frame).arg(of));
         });
-    QObject::connect(&recorder, &VideoRecorder::recordFinished, &watch,
+    QObject::connect(&recorder, &VideoRecorder::recordFinished, &timer,
         [] { QCoreApplication::exit(int(End::Finished)); });
-    QObject::connect(&watch, &QTimer::timeout, &watch, [this] { look(); });
+    QObject::connect(&timer, &QTimer::timeout, &timer, [this] { look(); });
 }
 
 End Session::run()
@@ -110,12 +175,15 @@ End Session::run()
     recorder.startRecord();
     camera.start();
     armed.start();
-    watch.start(lookMs);
+    timer.start(lookMs);
     const End end = End(QCoreApplication::exec());
     camera.finish();
-    if (end != End::Finished)
-        recorder.stopRecord(true);
-    return end;
+    if (end == End::Finished)
+        return end;
+    recorder.stopRecord(true);
+    recorder.finishAndWait(firstFrameLimitMs);
+    // It may have ended in the very moment in which it was given up.
+    return recorder.lastResult().videoPath.isEmpty() ? end : End::Finished;
 }
 
 void Session::stop()
@@ -135,20 +203,32 @@ void Session::look()
             QCoreApplication::exit(int(End::Interrupted));
             return;
         }
-        if (recorder.getIsRecording())
+        if (recorder.getIsRecording()) {
             stop();
+            if (!recorder.isFinishPending()) {
+                QCoreApplication::exit(int(End::Interrupted)); // no signal follows
+                return;
+            }
+        }
         Console::line(QStringLiteral(
             "interrupted; the video is being finished, and left as it was recorded after another Ctrl-C"));
         return;
     }
     if (Interrupts::urgentCount() > urgentBefore && isInterrupted)
-        VideoRecorder::ffmpegQueue->cancelAll();
+        giveUp();
     if (!recorder.getIsRecording() || recorder.getFrameCount() > 0)
         return;
     if (!recorder.getFrameSizeCalculated() && armed.elapsed() > firstFrameLimitMs)
         QCoreApplication::exit(int(End::NoFrame));
     else if (armed.elapsed() > 2LL * firstFrameLimitMs)
         QCoreApplication::exit(int(End::NotWritable));
+}
+
+// The recording stays as it is, in the temporary folder.
+void Session::giveUp()
+{
+    isGivenUp = true;
+    VideoRecorder::ffmpegQueue->cancelAll();
 }
 
 int Session::report(End end)
@@ -168,30 +248,33 @@ int Session::report(End end)
     case End::Finished:
         break;
     }
-    const VideoInfo video = FFMpegProcessor::getVideoInfo(options.out);
-    if (!video.isValid || video.frameCount == 0) {
-        Console::fault(QStringLiteral("no video came out; see %1").arg(recorder.getTempFilePath()));
+    const RecordingResult result = recorder.lastResult();
+    if (result.outcome != RecordingResult::Delivered) {
+        QString text = QStringLiteral("the video was not delivered. ") + result.reason;
+        if (result.videoPath.isEmpty())
+            text = QStringLiteral("nothing was recorded. ") + result.reason;
+        else if (!text.contains(result.videoPath))
+            text += QStringLiteral(" It lies in ") + result.videoPath;
+        Console::fault(text);
+        return isGivenUp ? Interrupts::exitCode() : 1;
+    }
+    const VideoInfo video = FFMpegProcessor::getVideoInfo(result.videoPath);
+    tell(result, video);
+    const quint64 frames = framesIn(video, result);
+    if (result.isWhole && frames == result.framesCounted) {
+        if (!isEndedAtLimit)
+            return 0;
+        Console::fault(
+            QStringLiteral("the disk was nearly full; the video %1 is whole and shorter than asked for")
+                .arg(result.videoPath));
         return 1;
     }
-    const VideoRecorder::Report account = recorder.getReport();
-    Console::result(options.out);
-    Console::result(QStringLiteral("  %1x%2, %3 frames at %4 Hz, %5 bytes")
-                        .arg(video.width)
-                        .arg(video.height)
-                        .arg(video.frameCount)
-                        .arg(video.frameRate)
-                        .arg(video.fileSize));
-    Console::result(QStringLiteral("  nominal %1 s, wall clock %2 s, %3 passes a second, longest gap %4 ms")
-                        .arg(video.frameCount / video.frameRate)
-                        .arg(account.wallClockSeconds)
-                        .arg(account.measuredRateHz)
-                        .arg(account.longestGapMs));
-    Console::result(QStringLiteral("  source frames: %1 offered, %2 lost, %3 repeated, %4 refused")
-                        .arg(account.offered)
-                        .arg(account.overwritten)
-                        .arg(account.repeated)
-                        .arg(account.refused));
-    return 0;
+    Console::fault(QStringLiteral("the video %1 is not whole: %2 of %3 frames. %4")
+                       .arg(result.videoPath)
+                       .arg(frames)
+                       .arg(result.framesCounted)
+                       .arg(result.reason));
+    return 1;
 }
 
 } // namespace

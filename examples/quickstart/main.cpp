@@ -1,9 +1,12 @@
 // Records five seconds of a video file, a stream or a device: quickstart SOURCE DESTINATION
 #include <CameraSettings>
 #include <IPCamera>
+#include <RecordingDelivery>
+#include <RecordingResult>
 #include <VideoRecorder>
 
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QTimer>
 #include <QVariant>
 
@@ -18,12 +21,18 @@ int main(int argc, char **argv)
     const QString destination = QString::fromLocal8Bit(argv[2]);
 
     //! [quickstart]
+    VideoRecorder::setTempFolder(QFileInfo(destination).absolutePath() + QStringLiteral("/.recording"));
     VideoRecorder recorder(destination, 25.0); // outlives the camera, which calls it from its own thread
+    recorder.setDelivery(RecordingDelivery::quality());
     IPCamera camera(QStringLiteral("Quick start"));
     camera.getSettings()->setProperty("Ip", source); // a file, "rtsp://...", or the number of a device
     QObject::connect(&camera, &Camera::frameChanged, &recorder,
         qOverload<const cv::Mat &>(&VideoRecorder::setFrame), Qt::DirectConnection);
-    QObject::connect(&recorder, &VideoRecorder::recordFinished, &app, &QCoreApplication::quit);
+    const auto end = [&] {
+        const RecordingResult result = recorder.lastResult();
+        app.exit(result.outcome == RecordingResult::Delivered && result.isWhole ? 0 : 1);
+    };
+    QObject::connect(&recorder, &VideoRecorder::recordFinished, &app, end);
     recorder.startRecord();
     camera.start();
     const auto finish = [&] { recorder.getFrameCount() > 0 ? recorder.stopRecord() : app.exit(1); };

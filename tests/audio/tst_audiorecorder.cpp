@@ -213,7 +213,8 @@ private Q_SLOTS:
         QVERIFY(isRestarted || QSet<QString>(lines.begin(), lines.end()).size() == lines.size());
 
         // The same object records again, and has forgotten the error.
-        QVERIFY(std::abs(sound::hertz(record(recorder)) - 1000) <= 2);
+        const double hertz = sound::hertz(record(recorder));
+        QVERIFY2(std::abs(hertz - 1000) <= 2, qPrintable(QString::number(hertz)));
         QCOMPARE(recorder.lastError(), QString());
     }
 

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 namespace {
 
@@ -135,25 +136,25 @@ std::vector<float> sound::samplesIn(const QString &path)
 
 double sound::hertz(const std::vector<float> &samples)
 {
-    std::vector<size_t> rises;
+    constexpr float level = 0.1F;
+    std::vector<double> periods;
+    std::optional<double> last;
     bool isLow = false;
-    for (size_t i = 0; i < samples.size(); ++i) {
-        isLow = isLow || samples[i] < -0.1F;
-        if (isLow && samples[i] > 0.1F) {
-            rises.push_back(i);
-            isLow = false;
-        }
-    }
-    size_t length = 0;
-    int periods = 0;
-    for (size_t i = 1; i < rises.size(); ++i) {
-        const size_t period = rises[i] - rises[i - 1];
-        if (period > rateHz / 100)
+    for (size_t i = 1; i < samples.size(); ++i) {
+        isLow = isLow || samples[i] < -level;
+        if (!isLow || samples[i] <= level)
             continue;
-        length += period;
-        ++periods;
+        isLow = false;
+        const double rise = double(i) - double((samples[i] - level) / (samples[i] - samples[i - 1]));
+        if (last)
+            periods.push_back(rise - *last);
+        last = rise;
     }
-    return periods ? double(periods) * rateHz / double(length) : 0;
+    if (periods.empty())
+        return 0;
+    const auto middle = periods.begin() + std::ptrdiff_t(periods.size() / 2);
+    std::nth_element(periods.begin(), middle, periods.end());
+    return rateHz / *middle;
 }
 
 std::vector<double> sound::onsets(const std::vector<float> &samples)

@@ -62,8 +62,8 @@ constexpr int rateHz = 44100;
 /** The sound of \a path as mono samples from -1 to 1, by ffmpeg; empty if there is none. */
 std::vector<float> samplesIn(const QString &path);
 
-/** The frequency in Hz of a tone whose samples reach beyond 0.1, breaks of over 10 ms left out; 0 for
- * silence. */
+/** The frequency in Hz of a tone whose samples reach beyond 0.1; 0 for silence. It is that of the median
+ * period, so breaks do not count. */
 double hertz(const std::vector<float> &samples);
 
 /** The seconds at which sound begins after at least 0.2 s of silence. */

@@ -189,16 +189,6 @@ private Q_SLOTS:
         QCOMPARE(PacketCount::ofVideo(path("clip.avi"), [] { return true; }), qint64(-1));
     }
 
-    void untouchedOutputIsNotRemoved()
-    {
-        FakeFFMpeg ffmpeg("exit 1");
-        FFMpegChild child;
-        child.start({path("clip.png")}, {path("clip.png"), {}});
-        QVERIFY(child.waitFor(endLimitMs));
-        child.removeTouchedOutput();
-        QVERIFY(QFile::exists(path("clip.png")));
-    }
-
     void childHasAGroupOfItsOwnAndLocksItsSource()
     {
         FakeFFMpeg ffmpeg("touch \"$dir/ready\"; await end");

@@ -56,8 +56,8 @@ void Recording::endJob(const FFMpegJobVerdict &verdict)
         break;
     case FFMpegJobVerdict::Failed:
         keep(VideoRecorder::tr("ffmpeg failed; the recording stays in %1.").arg(tempFilePath));
-        // A failure behind exit code 0 has its line already.
-        if (verdict.exitCode != 0) {
+        // An output that is not whole has its line already.
+        if (!verdict.text.contains(QLatin1String("is not whole: "))) {
             writeConsole(QStringLiteral("ffmpeg failed with exit code %1, the recording stays in %2")
                              .arg(verdict.exitCode)
                              .arg(tempFilePath));

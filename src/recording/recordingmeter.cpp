@@ -20,7 +20,7 @@ constexpr double stopSeconds = 1.0; // between the look that ends a recording an
 constexpr qint64 restMs = 3'000; // a warning that was not true for this time is over
 
 constexpr std::array<const char *, RecordingWatch::EndedAtLimit + 1> texts{
-    QT_TRANSLATE_NOOP("RecordingWatch", "The video is not being written, frames are lost"),
+    QT_TRANSLATE_NOOP("RecordingWatch", "Video not written, frames are lost"),
     QT_TRANSLATE_NOOP("RecordingWatch", "Disk nearly full: %1 left"),
     QT_TRANSLATE_NOOP("RecordingWatch", "Disk of the destination nearly full: %1 left"),
     QT_TRANSLATE_NOOP("RecordingWatch", "Encoder too slow: %1 of %2 frames a second"),

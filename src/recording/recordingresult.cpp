@@ -30,9 +30,14 @@ QString nameOf(FFMpegJobVerdict::Outcome outcome)
         return QStringLiteral("failed");
     case FFMpegJobVerdict::Cancelled:
         return QStringLiteral("cancelled");
-    default:
-        return QStringLiteral("none");
+    case FFMpegJobVerdict::Held:
+        return QStringLiteral("held");
+    case FFMpegJobVerdict::Removed:
+        return QStringLiteral("removed");
+    case FFMpegJobVerdict::NothingStarted:
+        break;
     }
+    return QStringLiteral("none");
 }
 
 QJsonObject toJson(const VideoRecorder::Report &report)
@@ -46,6 +51,8 @@ QJsonObject toJson(const VideoRecorder::Report &report)
         {QStringLiteral("longestGapMs"), report.longestGapMs},
         {QStringLiteral("measuredRateHz"), report.measuredRateHz},
         {QStringLiteral("wallClockSeconds"), report.wallClockSeconds},
+        {QStringLiteral("inserted"), double(report.inserted)},
+        {QStringLiteral("pacedRepeats"), double(report.pacedRepeats)},
     };
 }
 

@@ -790,10 +790,6 @@
 <context>
     <name>RecordingWatch</name>
     <message>
-        <source>The video is not being written, frames are lost</source>
-        <translation type="unfinished"></translation>
-    </message>
-    <message>
         <source>Disk nearly full: %1 left</source>
         <translation type="unfinished"></translation>
     </message>
@@ -811,6 +807,10 @@
     </message>
     <message>
         <source>%1 s</source>
+        <translation type="unfinished"></translation>
+    </message>
+    <message>
+        <source>Video not written, frames are lost</source>
         <translation type="unfinished"></translation>
     </message>
 </context>

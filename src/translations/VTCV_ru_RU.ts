@@ -792,10 +792,6 @@
 <context>
     <name>RecordingWatch</name>
     <message>
-        <source>The video is not being written, frames are lost</source>
-        <translation>Видео не записывается, кадры теряются</translation>
-    </message>
-    <message>
         <source>Disk nearly full: %1 left</source>
         <translation>Диск почти заполнен: осталось %1</translation>
     </message>
@@ -814,6 +810,10 @@
     <message>
         <source>%1 s</source>
         <translation>%1 с</translation>
+    </message>
+    <message>
+        <source>Video not written, frames are lost</source>
+        <translation>Видео не записывается, кадры теряются</translation>
     </message>
 </context>
 <context>

@@ -266,13 +266,10 @@ private Q_SLOTS:
         QTest::newRow("count forged") << header(0xFFFFFFFF) + good.mid(16) << false << 2;
         QTest::newRow("foreign tag") << QByteArray(1, 'x') + good.mid(1) << false << -1;
         QTest::newRow("next 0") << header(1) + record(0, 0, 0) << false << -1;
-        QTest::newRow("points at itself") << header(1) + record(0, 16, 0) << false << -1;
         QTest::newRow("runs backwards") << header(2) + record(0, 32, 0) + record(1, 16, 0) << false << 1;
         QTest::newRow("beyond the end") << header(1) + record(0, 33, 0) << false << -1;
-        QTest::newRow("near 4 GiB") << header(1) + record(0, 0xFFFFFFF8, 0) << false << -1;
         QTest::newRow("tail of 3 bytes") << good + "abc" << false << 2;
         QTest::newRow("last record cut") << good.left(44) << false << 1;
-        QTest::newRow("short header") << good.left(9) << true << -1; // the store makes a fresh one of it
         QTest::newRow("empty") << QByteArray() << true << -1;
     }
 

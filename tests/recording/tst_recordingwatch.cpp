@@ -1,9 +1,12 @@
+#include "ffmpeg/ffmpegqueue.h"
 #include "recorderfixture.h"
 #include "recording/recordingmeter_p.h"
+#include "support/fakeffmpeg.h"
 
 #include <QtTest>
 
 #include <cmath>
+#include <utility>
 
 #ifdef Q_OS_LINUX
 #include <sys/mount.h>
@@ -151,6 +154,51 @@ private Q_SLOTS:
             QVERIFY(meter.end(true).isEndedAtLimit);
             QCOMPARE(meter.raised(), QVector<RecordingWatch::Warning>{RecordingWatch::EndedAtLimit});
         }
+    }
+
+    void endsAreToldOneByOne()
+    {
+        FakeFFMpeg ffmpeg("echo half > \"$out\"; await $(basename \"$2\")");
+        RecorderFixture fixture;
+        VideoRecorder::UseFFMPEGOptimization = true;
+        FFMpegQueue queue;
+        FFMpegQueue *const former = std::exchange(VideoRecorder::ffmpegQueue, &queue);
+        const auto restore = qScopeGuard([former] { VideoRecorder::ffmpegQueue = former; });
+        std::unique_ptr<VideoRecorder> recorders[2];
+        std::unique_ptr<RecordingWatch> watches[2];
+        QStringList ends;
+        QStringList progress;
+        for (int i : {0, 1}) {
+            recorders[i] = std::make_unique<VideoRecorder>();
+            watches[i] = std::make_unique<RecordingWatch>(recorders[i].get());
+            connect(
+                watches[i].get(), &RecordingWatch::delivered, this,
+                [&](const RecordingResult &result) {
+                    QCOMPARE(QThread::currentThread(), thread());
+                    QCOMPARE(result.outcome, RecordingResult::Delivered);
+                    ends << QFileInfo(result.videoPath).fileName();
+                },
+                Qt::DirectConnection); // so that the thread is the watch's
+        }
+        connect(watches[0].get(), &RecordingWatch::finishing, this,
+            [&](int done, int all) { progress << QString::number(done) + '/' + QString::number(all); });
+        QSignalSpy announced(recorders[0].get(), &VideoRecorder::recordFinished);
+        const char *const names[] = {"a.avi", "b.avi"};
+        for (int i : {0, 1}) {
+            QVERIFY(fixture.record(*recorders[i], fixture.out(names[i])));
+            QTRY_VERIFY(watches[i]->health().isRecording);
+            recorders[i]->stopRecord();
+            QTRY_VERIFY(!watches[i]->health().isRecording);
+            QTRY_COMPARE(progress.last(), QString("0/%1").arg(i + 1));
+        }
+        ffmpeg.letGo(names[0]);
+        QTRY_COMPARE_WITH_TIMEOUT(ends, QStringList(names[0]), 60'000);
+        QTRY_COMPARE(progress.last(), "1/2");
+        QVERIFY(announced.isEmpty()); // since the queue still works
+        recorders[0].reset(); // with its watch alive
+        ffmpeg.letGo(names[1]);
+        QTRY_COMPARE_WITH_TIMEOUT(ends, QStringList({names[0], names[1]}), 60'000);
+        QTRY_COMPARE(progress, QStringList({"0/1", "0/2", "1/2", "2/2"}));
     }
 
 #ifdef Q_OS_LINUX

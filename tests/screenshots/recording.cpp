@@ -11,7 +11,7 @@
 
 namespace {
 
-// The strip without a recorder, ready, recording and while the video is prepared.
+// The strip without a recorder, ready, recording, while the video is prepared, and free meanwhile.
 std::vector<QPixmap> stripPictures(const QString &path)
 {
     constexpr int frameCount = 187; // of 15 a second
@@ -42,6 +42,8 @@ std::vector<QPixmap> stripPictures(const QString &path)
     all.push_back(shoot());
     strip->stop();
     all.push_back(shoot()); // the queue takes a second at least
+    strip->setFreeWhilePreparing(true);
+    all.push_back(shoot());
     if (ends.count() > 1 || !QTest::qWaitFor([&] { return ends.count() > 1; }, limitMs))
         qFatal("the end of the recording came too early or not at all");
     return all;
@@ -72,7 +74,7 @@ std::vector<QPixmap> warningPictures()
             meter.add(sample);
         }
         Q_EMIT watch.healthChanged(meter.health());
-        all.push_back(picture(&window, {460, window.sizeHint().height()}));
+        all.push_back(picture(&window, {480, window.sizeHint().height()}));
     }
     return all;
 }
@@ -96,10 +98,10 @@ QPixmap barPicture(bool withFocus)
 bool saveRecordingSheets(const QString &folder, const QString &ending)
 {
     const QTemporaryDir home;
-    Sheet strips(4);
+    Sheet strips(5);
     Sheet bars(2);
     Sheet warnings(2);
-    const char *const stages[] = {"no recorder", "ready", "recording", "being prepared"};
+    const char *const stages[] = {"no recorder", "ready", "recording", "being prepared", "free meanwhile"};
     VideoRecorder::setTempFolder(home.filePath(QStringLiteral("temp")));
     for (const Look &look : looks) {
         with(look, [&] {

@@ -2,7 +2,7 @@
 
 #include "audio/audioinfo.h"
 #include "audio/soundsource_p.h"
-#include "baselib/console_p.h"
+#include "common/console_p.h"
 
 #include <QAudioDeviceInfo>
 #include <QAudioProbe>

@@ -1,6 +1,6 @@
 #include "ffmpeg/ffmpegqueue.h"
 
-#include "baselib/samefile_p.h"
+#include "common/samefile_p.h"
 #include "ffmpeg/ffmpegprocessor.h"
 #include "ffmpeg/ffmpegqueuenotifier_p.h"
 

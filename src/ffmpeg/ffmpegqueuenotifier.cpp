@@ -1,6 +1,6 @@
 #include "ffmpeg/ffmpegqueuenotifier_p.h"
 
-#include "baselib/console_p.h"
+#include "common/console_p.h"
 
 #include <QDeadlineTimer>
 #include <QFileInfo>

@@ -1,7 +1,7 @@
 #include "ffmpeg/ffmpegtask_p.h"
 
-#include "baselib/samefile_p.h"
 #include "baselib/texthelper.h"
+#include "common/samefile_p.h"
 #include "ffmpeg/ffmpegchild_p.h"
 #include "ffmpeg/inplace_p.h"
 

@@ -1,7 +1,7 @@
 #include "ffmpeg/inplace_p.h"
 
-#include "baselib/console_p.h"
-#include "baselib/samefile_p.h"
+#include "common/console_p.h"
+#include "common/samefile_p.h"
 
 #include <QCoreApplication>
 #include <QFile>

@@ -2,7 +2,7 @@
 
 #include "audio/audioinfo.h"
 #include "audio/audiorecorder.h"
-#include "baselib/console_p.h"
+#include "common/console_p.h"
 #include "recording/avrecordingmaker_p.h"
 #include "recording/videorecorder.h"
 

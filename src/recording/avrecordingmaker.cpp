@@ -1,6 +1,6 @@
 #include "recording/avrecordingmaker_p.h"
 
-#include "baselib/console_p.h"
+#include "common/console_p.h"
 #include "ffmpeg/ffmpegcall_p.h"
 
 #include <QDebug>

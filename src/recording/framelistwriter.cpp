@@ -1,6 +1,6 @@
 #include "recording/framelistwriter_p.h"
 
-#include "baselib/console_p.h"
+#include "common/console_p.h"
 #include "recording/framelistformat_p.h"
 #include "recording/wholewrite_p.h"
 

@@ -1,6 +1,6 @@
 #include "recording/frametimelog_p.h"
 
-#include "baselib/console_p.h"
+#include "common/console_p.h"
 #include "recording/frametimelogformat_p.h"
 #include "recording/wholewrite_p.h"
 

@@ -1,6 +1,6 @@
 #include "recording/recording_p.h"
 
-#include "baselib/console_p.h"
+#include "common/console_p.h"
 
 #include <QDir>
 #include <QFile>

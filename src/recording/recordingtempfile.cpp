@@ -1,6 +1,6 @@
 #include "recording/recordingtempfile_p.h"
 
-#include "baselib/console_p.h"
+#include "common/console_p.h"
 #include "ffmpeg/fileinuse_p.h"
 #include "ffmpeg/sourcelock_p.h"
 

@@ -1,7 +1,7 @@
 #include "recording/recordingtempfile_p.h"
 
-#include "baselib/console_p.h"
 #include "baselib/fileutilities.h"
+#include "common/console_p.h"
 
 #include <QDir>
 #include <QFileInfo>

@@ -1,6 +1,6 @@
 #include "recording/recordingwatch.h"
 
-#include "baselib/console_p.h"
+#include "common/console_p.h"
 #include "recording/recordingdeliveries_p.h"
 #include "recording/recordingdisks_p.h"
 #include "recording/recordingmeter_p.h"

@@ -1,7 +1,7 @@
 #include "recording/videorecorder.h"
 
-#include "baselib/console_p.h"
 #include "baselib/fileutilities.h"
+#include "common/console_p.h"
 #include "ffmpeg/ffmpegqueue.h"
 #include "ffmpeg/ffmpegqueuenotifier_p.h"
 #include "recording/recording_p.h"

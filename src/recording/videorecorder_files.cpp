@@ -1,6 +1,6 @@
 #include "recording/videorecorder.h"
 
-#include "baselib/samefile_p.h"
+#include "common/samefile_p.h"
 #include "image/capturesource_p.h"
 
 #include <opencv2/imgproc.hpp>

@@ -1,6 +1,6 @@
-#include "baselib/console_p.h"
 #include "baselib/fileutilities.h"
-#include "baselib/samefile_p.h"
+#include "common/console_p.h"
+#include "common/samefile_p.h"
 #include "ffmpeg/ffmpegqueue.h"
 #include "image/capturesource_p.h"
 #include "recording/framelistformat_p.h"

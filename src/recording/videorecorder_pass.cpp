@@ -1,5 +1,5 @@
-#include "baselib/console_p.h"
 #include "baselib/fileutilities.h"
+#include "common/console_p.h"
 #include "recording/recording_p.h"
 #include "recording/recordingdeliveries_p.h"
 #include "recording/videorecorder.h"

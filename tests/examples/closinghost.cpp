@@ -1,4 +1,5 @@
 // Runs the window of examples/avrecord and closes it at a named moment: closinghost SOURCE FOLDER MOMENT
+// FRAMES
 #include "../../examples/avrecord/window.h"
 
 #include <FFMpegQueue>
@@ -13,16 +14,17 @@
 int main(int argc, char **argv)
 {
     QApplication app(argc, argv);
-    if (argc != 4)
+    if (argc != 5)
         return 2;
     const QByteArray moment(argv[3]);
+    const auto wanted = QByteArray(argv[4]).toULongLong();
     Window window(QString::fromLocal8Bit(argv[1]), QDir(QString::fromLocal8Bit(argv[2])));
     VideoRecorder *const video = window.recorder();
     video->useResultFile = true;
 
     bool hasStopped = false;
     QObject::connect(video, &VideoRecorder::frameCountChanged, &window, [&](qulonglong frames) {
-        if (frames < 10 || hasStopped)
+        if (frames < wanted || hasStopped)
             return;
         hasStopped = true;
         if (moment != "recording")

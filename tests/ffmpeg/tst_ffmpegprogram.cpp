@@ -15,28 +15,18 @@
 #include <sys/mount.h>
 #endif
 
+using programs::outputOf;
+
 namespace {
 
 constexpr int clipFrames = 100;
 constexpr int clipMs = 4000;
 constexpr int limitMs = 120'000;
 
-// What a program writes, to both channels; empty where it fails.
-QByteArray outputOf(const QString &program, const QStringList &arguments)
-{
-    QProcess process;
-    process.setProcessChannelMode(QProcess::MergedChannels);
-    process.start(program, arguments);
-    const bool done = process.waitForFinished(limitMs) && process.exitCode() == 0;
-    return done ? process.readAllStandardOutput() : QByteArray();
-}
-
 // "video codec,audio codec" and the length in s.
 QString streamsOf(const QString &path)
 {
-    return QString::fromLatin1(
-        outputOf("ffprobe", {"-v", "error", "-show_entries", "stream=codec_name", "-of", "csv=p=0", path})
-            .simplified());
+    return QString::fromLatin1(programs::streamsOf(path, "codec_name"));
 }
 
 double secondsOf(const QString &path)

@@ -1,10 +1,10 @@
 #include "audio/audioinfo.h"
 #include "audio/audiorecorder.h"
 #include "ffmpeg/ffmpegqueue.h"
-#include "recorderfixture.h"
 #include "recording/avrecording.h"
 #include "support/fakeffmpeg.h"
 #include "support/metaface.h"
+#include "support/recorderfixture.h"
 #include "support/soundserver.h"
 
 #include <QAudioRecorder>
@@ -12,7 +12,7 @@
 
 namespace {
 
-const QString sink = QStringLiteral("desk");
+const QString sink = "desk";
 
 // The seconds at which a video turns from dark to bright.
 std::vector<double> flashes(const QString &path)
@@ -67,7 +67,7 @@ private Q_SLOTS:
         video = std::make_unique<VideoRecorder>(fixture->out(), 25.0);
         audio = std::make_unique<AudioRecorder>();
         audio->setDevice(SoundServer::microphone(sink));
-        audio->setCodec(QStringLiteral("audio/pcm"));
+        audio->setCodec("audio/pcm");
         both = std::make_unique<AvRecording>(video.get(), audio.get());
         // A sink that plays nothing makes its monitor begin up to 2 s late.
         QVERIFY(server->play(sink, std::vector<qint16>(300 * SoundServer::rateHz)));
@@ -102,7 +102,7 @@ private Q_SLOTS:
         QTest::addColumn<bool>("isPaused");
         QTest::addColumn<QString>("codec");
         QTest::addColumn<double>("offsetMs");
-        const QString pcm = QStringLiteral("audio/pcm");
+        const QString pcm = "audio/pcm";
         QTest::newRow("coded sound") << 25.0 << false << false << QString() << 0.0;
         QTest::newRow("by itself, with a pause and a period that is too short, 300 ms later")
             << 30.0 << true << true << pcm << 300.0;
@@ -159,11 +159,11 @@ private Q_SLOTS:
         QTest::addColumn<QString>("fault");
         QTest::addColumn<bool>("hasSound");
         QTest::addColumn<int>("failures");
-        QTest::newRow("no server") << QStringLiteral("no server") << false << 1;
-        QTest::newRow("codec refused") << QStringLiteral("codec") << false << 1;
-        QTest::newRow("server killed meanwhile") << QStringLiteral("killed") << true << 1;
-        QTest::newRow("sound switched off") << QStringLiteral("off") << false << 0;
-        QTest::newRow("companion goes before the stop") << QStringLiteral("companion") << true << 0;
+        QTest::newRow("no server") << "no server" << false << 1;
+        QTest::newRow("codec refused") << "codec" << false << 1;
+        QTest::newRow("server killed meanwhile") << "killed" << true << 1;
+        QTest::newRow("sound switched off") << "off" << false << 0;
+        QTest::newRow("companion goes before the stop") << "companion" << true << 0;
     }
 
     void videoIsNeverLostBecauseOfTheSound()
@@ -172,18 +172,18 @@ private Q_SLOTS:
         QFETCH(bool, hasSound);
         QFETCH(int, failures);
         QSignalSpy failed(both.get(), &AvRecording::soundFailed);
-        if (fault == QStringLiteral("no server"))
+        if (fault == "no server")
             server->kill();
-        if (fault == QStringLiteral("codec")) { // by the back end, in a sentence with a full stop
-            audio->setCodec(QStringLiteral("audio/x-opus"));
+        if (fault == "codec") { // by the back end, in a sentence with a full stop
+            audio->setCodec("audio/x-opus");
             audio->setSampleRate(44100);
         }
-        both->setSoundEnabled(fault != QStringLiteral("off"));
+        both->setSoundEnabled(fault != "off");
         record();
-        if (fault == QStringLiteral("killed"))
+        if (fault == "killed")
             server->kill();
         QTRY_COMPARE_WITH_TIMEOUT(failed.count(), failures, 20'000);
-        if (fault == QStringLiteral("companion"))
+        if (fault == "companion")
             both.reset();
         both ? both->stopRecord() : video->stopRecord();
         const bool isFinished = finished();
@@ -193,8 +193,8 @@ private Q_SLOTS:
         QVERIFY(frames::numbersIn(fixture->out()).size() > 20);
         QCOMPARE(!sound::samplesIn(fixture->out()).empty(), hasSound);
         QCOMPARE(fixture->tempEntries(), QStringList());
-        QCOMPARE(fixture->consoleHas(QStringLiteral("The video is recorded all the same")), failures > 0);
-        QVERIFY(!fixture->consoleHas(QStringLiteral(".. ")));
+        QCOMPARE(fixture->consoleHas("The video is recorded all the same"), failures > 0);
+        QVERIFY(!fixture->consoleHas(".. "));
     }
 
     void soundThatCannotBeMadeStays()
@@ -203,22 +203,22 @@ private Q_SLOTS:
         VideoRecorder::UseFFMPEGOptimization = false;
         record();
         {
-            const FakeFFMpeg ffmpeg(QStringLiteral("echo wrong >&2; exit 1"));
+            const FakeFFMpeg ffmpeg("echo wrong >&2; exit 1");
             both->stopRecord();
             QVERIFY(finished());
         }
         QTRY_COMPARE(failed.count(), 1);
         QVERIFY(frames::numbersIn(fixture->out()).size() > 20);
-        QCOMPARE(fixture->tempEntries(), QStringList{QStringLiteral("take.wav.part")});
+        QCOMPARE(fixture->tempEntries(), QStringList{"take.wav.part"});
         QVERIFY(!sound::samplesIn(fixture->inTemp("take.wav.part")).empty());
-        QVERIFY(fixture->consoleHas(QStringLiteral("The sound is not joined: wrong")));
+        QVERIFY(fixture->consoleHas("The sound is not joined: wrong"));
 
         // The next one leaves it alone, and gets its sound beside the video that is copied.
         record();
         both->stopRecord();
         QVERIFY(finished());
         QVERIFY(!sound::samplesIn(fixture->out("take.wav")).empty());
-        QCOMPARE(fixture->tempEntries(), QStringList{QStringLiteral("take.wav.part")});
+        QCOMPARE(fixture->tempEntries(), QStringList{"take.wav.part"});
     }
 
     void discardedRecordingsLeaveNothing()
@@ -262,7 +262,7 @@ private Q_SLOTS:
         QTest::addColumn<bool>("hasBegun"); // the sound
         for (const char *order : {"vca", "cva", "avc", "bca"})
             QTest::newRow(order) << QString::fromLatin1(order) << true;
-        QTest::newRow("sound not begun") << QStringLiteral("vca") << false;
+        QTest::newRow("sound not begun") << "vca" << false;
     }
 
     void stoppedRecordingIsDeliveredByWhoeverGoesFirst()
@@ -303,13 +303,13 @@ private Q_SLOTS:
         both->setSilenceLimit(0.6);
         record(5);
         QTRY_COMPARE(silent.value(0).value(0).toBool(), true);
-        QVERIFY(fixture->consoleHas(QStringLiteral("has been silent for 0.6 s")));
+        QVERIFY(fixture->consoleHas("has been silent for 0.6 s"));
         QVERIFY(server->play(sink, SoundServer::tone(440.0, 60.0)));
         QTRY_COMPARE(silent.count(), 2);
         QCOMPARE(silent.value(1).value(0).toBool(), false);
         // A second companion of the same recorder gives no sound, and leaves that of the first alone.
         AvRecording other(video.get(), audio.get());
-        QVERIFY(fixture->consoleHas(QStringLiteral("is refused")));
+        QVERIFY(fixture->consoleHas("is refused"));
         QSignalSpy refused(&other, &AvRecording::soundFailed);
         both->stopRecord();
         QVERIFY(finished());

@@ -2,13 +2,13 @@
 #include "baselib/vellipse.h"
 #include "baselib/vrectangle.h"
 #include "ffmpeg/ffmpegqueue.h"
-#include "recorderfixture.h"
 #include "recording/recordingwatch.h"
 #include "recording/videorecorderoptimizationprogresswidget.h"
 #include "recording/videorecorderwidget.h"
 #include "support/fakeffmpeg.h"
 #include "support/metaface.h"
 #include "support/programs.h"
+#include "support/recorderfixture.h"
 
 #include <QtWidgets>
 

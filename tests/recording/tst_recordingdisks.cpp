@@ -1,7 +1,7 @@
 // Recordings while the log's disk stalls, and while somebody sets the clock. The functions of the C library
 // that Qt calls for these are replaced in this program, so that no real disk or clock is needed.
-#include "recorderfixture.h"
 #include "recording/frametimelogreader.h"
+#include "support/recorderfixture.h"
 
 #include <algorithm>
 

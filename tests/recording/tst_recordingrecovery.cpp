@@ -1,10 +1,11 @@
 #include "ffmpeg/sourcelock_p.h"
-#include "recorderfixture.h"
 #include "recording/frametimelogreader.h"
 #include "recording/recordingrecoveryjob.h"
 #include "recording/recordingtempfile_p.h"
 #include "support/fakeffmpeg.h"
+#include "support/host.h"
 #include "support/programs.h"
+#include "support/recorderfixture.h"
 
 #ifdef Q_OS_UNIX
 #include <sys/file.h>
@@ -12,6 +13,9 @@
 #endif
 
 #include <cstdio>
+
+using host::contentOf;
+using programs::streamsOf;
 
 namespace {
 
@@ -55,7 +59,7 @@ double frameBytes(bool isTextured)
 {
     const auto sizeOf = [&](int count) {
         const QTemporaryDir dir;
-        const QString path = dir.filePath(QStringLiteral("a.avi"));
+        const QString path = dir.filePath("a.avi");
         QList<cv::Mat> frames;
         for (int i = 0; i < count; ++i)
             frames << pictureOf(isTextured);
@@ -63,22 +67,6 @@ double frameBytes(bool isTextured)
         return double(QFileInfo(path).size());
     };
     return (sizeOf(60) - sizeOf(20)) / 40 - 16;
-}
-
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-QByteArray streamsOf(const QString &path)
-{
-    QProcess probe;
-    probe.start(QStringLiteral("ffprobe"),
-        {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
-            QStringLiteral("stream=codec_type"), QStringLiteral("-of"), QStringLiteral("csv=p=0"), path});
-    probe.waitForFinished();
-    return probe.readAllStandardOutput().simplified();
 }
 
 } // namespace
@@ -102,7 +90,7 @@ private Q_SLOTS:
             && place("other.json", "{}"));
         QVERIFY(place("gone_aside1.wav", "sound") && place("text.txt", "text"));
         QVERIFY(QFile::link(fixture->inTemp("whole.mkv"), fixture->inTemp("link.avi")));
-        const auto growing = RecordingTempFile::claim(QStringLiteral("growing.avi"));
+        const auto growing = RecordingTempFile::claim("growing.avi");
         QVERIFY(place("growing.avi", "video") && place("converted.mkv", "video")
             && place("stranger.avi", "video"));
         QFile read(fixture->inTemp("converted.mkv")); // by a child that has outlived its program
@@ -111,32 +99,31 @@ private Q_SLOTS:
 #ifdef Q_OS_UNIX
         QCOMPARE(flock(read.handle(), LOCK_SH), 0);
         if (lchown(QFile::encodeName(fixture->inTemp("stranger.avi")).constData(), 65534, 65534) != 0)
-            expected << QStringLiteral("stranger 5");
+            expected << "stranger 5";
 #else
-        expected << QStringLiteral("converted 5") << QStringLiteral("stranger 5");
+        expected << "converted 5"
+                 << "stranger 5";
 #endif
         for (int round = 0; round < 2; ++round) {
             QStringList found;
             for (const Set &set : RecordingRecovery::list(fixture->temp.path()))
-                found << set.name
-                        + (set.isInterrupted ? QStringLiteral(" interrupted ") : QStringLiteral(" "))
-                        + QString::number(set.bytes);
+                found << set.name + (set.isInterrupted ? " interrupted " : " ") + QString::number(set.bytes);
             found.sort();
             QCOMPARE(found, expected); // the second time as well: a list changes nothing
         }
         QVERIFY(!RecordingRecovery::list().isEmpty()); // the folders of this user
-        const Set whole = only(QStringLiteral("whole"));
+        const Set whole = only("whole");
         QCOMPARE(whole.files().size(), 5);
         QCOMPARE(whole.videoPath, fixture->inTemp("whole.mkv"));
 
         Set inUse = whole;
-        inUse.name = QStringLiteral("growing");
+        inUse.name = "growing";
         inUse.videoPath = fixture->inTemp("growing.avi");
         for (const Result &refused : {RecordingRecovery::remove(inUse), RecordingRecovery::repair(inUse),
                  RecordingRecovery::deliver(inUse, fixture->out())})
-            QVERIFY(!refused.ok && refused.reason.contains(QStringLiteral("is in use")));
+            QVERIFY(!refused.ok && refused.reason.contains("is in use"));
         QVERIFY(RecordingRecovery::remove(whole).ok);
-        QVERIFY(fixture->tempEntries().filter(QStringLiteral("whole")).isEmpty());
+        QVERIFY(fixture->tempEntries().filter("whole").isEmpty());
         QVERIFY(QFile::exists(fixture->inTemp("growing.avi")));
     }
 
@@ -184,12 +171,12 @@ private Q_SLOTS:
         const QStringList before = fixture->tempEntries();
         QVERIFY(!delivered.isEmpty() || taken.open(QIODevice::WriteOnly));
 
-        const Set set = only(QStringLiteral("take"));
+        const Set set = only("take");
         Result result;
         {
             std::unique_ptr<FakeFFMpeg> fake;
             if (!ffmpeg.isEmpty())
-                fake = std::make_unique<FakeFFMpeg>(QStringLiteral("all=\"$*\"; ") + toInput + ffmpeg);
+                fake = std::make_unique<FakeFFMpeg>(QString("all=\"$*\"; ") + toInput + ffmpeg);
             double told = 0.0;
             result = RecordingRecovery::deliver(set, fixture->out(qPrintable(target)), [&](double done) {
                 told = done >= told ? done : 2.0;
@@ -219,14 +206,13 @@ private Q_SLOTS:
 
     void repairedVideoTellsItsFrames()
     {
-        QVERIFY(leaveSet(QStringLiteral("cut.avi")));
-        const Set set = only(QStringLiteral("take"));
+        QVERIFY(leaveSet("cut.avi"));
+        const Set set = only("take");
         const Result seen = RecordingRecovery::inspect(set);
         QVERIFY(seen.ok && !seen.contents.hasHeader && seen.contents.frames >= 30);
         QCOMPARE(seen.contents.lengthS, double(seen.contents.frames) / 25.0);
         {
-            const FakeFFMpeg half(
-                toInput + QStringLiteral("head -c $(($(wc -c < \"$2\") / 2)) \"$2\" > \"$out\""));
+            const FakeFFMpeg half(QString(toInput) + "head -c $(($(wc -c < \"$2\") / 2)) \"$2\" > \"$out\"");
             const QByteArray before = contentOf(set.videoPath);
             QVERIFY(!RecordingRecovery::repair(set).ok);
             QVERIFY(contentOf(set.videoPath) == before);
@@ -235,7 +221,7 @@ private Q_SLOTS:
         const Result repaired = RecordingRecovery::inspect(set);
         QVERIFY(repaired.contents.hasHeader);
         QCOMPARE(repaired.contents.frames, seen.contents.frames);
-        QCOMPARE(only(QStringLiteral("take")).files().size(), 4);
+        QCOMPARE(only("take").files().size(), 4);
     }
 
     void jobTellsItsEndOnceAndCanBeCancelled_data()
@@ -249,18 +235,17 @@ private Q_SLOTS:
     {
         QFETCH(QString, kind);
         const bool runs = kind == QLatin1String("runs");
-        QVERIFY(leaveSet(QStringLiteral("cut.avi")));
+        QVERIFY(leaveSet("cut.avi"));
         const QStringList before = fixture->tempEntries();
         std::unique_ptr<FakeFFMpeg> fake;
         if (!runs)
-            fake = std::make_unique<FakeFFMpeg>(
-                QStringLiteral("touch \"$dir/runs\"; echo part > \"$out\"; await never"));
-        auto *job = RecordingRecovery::deliverAsync(only(QStringLiteral("take")), fixture->out());
+            fake = std::make_unique<FakeFFMpeg>("touch \"$dir/runs\"; echo part > \"$out\"; await never");
+        auto *job = RecordingRecovery::deliverAsync(only("take"), fixture->out());
         const QPointer<RecordingRecoveryJob> guard(job);
         QSignalSpy progress(job, &RecordingRecoveryJob::progress);
         QSignalSpy finished(job, &RecordingRecoveryJob::finished);
         if (!runs)
-            QTRY_VERIFY(fake->hasFile(QStringLiteral("runs")));
+            QTRY_VERIFY(fake->hasFile("runs"));
         if (kind == QLatin1String("is cancelled"))
             job->cancel();
         if (kind == QLatin1String("is deleted")) {
@@ -268,14 +253,13 @@ private Q_SLOTS:
         } else {
             QTRY_COMPARE(finished.count(), 1);
             QCOMPARE(job->result().ok, runs);
-            QVERIFY(runs || job->result().reason.contains(QStringLiteral("was cancelled")));
+            QVERIFY(runs || job->result().reason.contains("was cancelled"));
             QVERIFY(!job->isRunning() && progress.count() > 0);
             delete job;
         }
         const QStringList left = runs ? QStringList() : before;
         QTRY_COMPARE(fixture->tempEntries(), left); // the lock has gone as well
-        QCOMPARE(
-            QDir(fixture->folder.path()).entryList(QDir::Files).contains(QStringLiteral("take.avi")), runs);
+        QCOMPARE(QDir(fixture->folder.path()).entryList(QDir::Files).contains("take.avi"), runs);
         QCOMPARE(QDir(fixture->folder.path()).entryList(QDir::Dirs | QDir::Hidden | QDir::NoDotAndDotDot),
             QStringList());
     }
@@ -291,20 +275,19 @@ private Q_SLOTS:
         int delivered = 0;
         for (int i = 0; i < kills; ++i) {
             const bool isTextured = i % 2;
-            const QString suffix = i / 2 % 2 ? QStringLiteral(".mkv") : QStringLiteral(".avi");
-            const QString destination = fixture->out(qPrintable(QStringLiteral("take") + suffix));
+            const QString suffix = i / 2 % 2 ? ".mkv" : ".avi";
+            const QString destination = fixture->out(qPrintable(QString("take") + suffix));
             const int waitMs = QRandomGenerator::global()->bounded(300, 2000);
             QProcess child;
             child.start(QCoreApplication::applicationFilePath(),
-                {QStringLiteral("--record"), fixture->temp.path(), destination,
-                    isTextured ? QStringLiteral("textured") : QStringLiteral("flat")});
+                {"--record", fixture->temp.path(), destination, isTextured ? "textured" : "flat"});
             QByteArray said;
             QTRY_VERIFY_WITH_TIMEOUT((said += child.readAllStandardOutput()).contains("started"), 30'000);
             QTest::qWait(waitMs);
             child.kill();
             QVERIFY(child.waitForFinished());
 
-            const Set left = only(QStringLiteral("take"));
+            const Set left = only("take");
             QVERIFY(left.isInterrupted && !left.logPath.isEmpty());
             VideoRecorder recorder(QString(), 50.0);
             recorder.useFrameLog = true;
@@ -316,8 +299,8 @@ private Q_SLOTS:
             QVERIFY2(log.open(fixture->out("take.log")), qPrintable(log.errorString()));
             QCOMPARE(log.count(), frames::numbersIn(destination).size()); // and none of the dead one's
 
-            const Set aside = only(QStringLiteral("take_aside1"));
-            const QString target = fixture->out(qPrintable(QStringLiteral("recovered") + suffix));
+            const Set aside = only("take_aside1");
+            const QString target = fixture->out(qPrintable(QString("recovered") + suffix));
             const Result result = RecordingRecovery::deliver(aside, target);
             const qint64 lost = result.contents.logRecords - result.contents.frames;
             const double bound = writerBlock / bytes[isTextured] + 2;
@@ -361,10 +344,8 @@ private:
             isLeft = isLeft && place("take.wav", "noise");
         if (kind.endsWith(QLatin1String("sound"))) {
             isLeft = isLeft
-                && QProcess::execute(QStringLiteral("ffmpeg"),
-                       {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-f"),
-                           QStringLiteral("lavfi"), QStringLiteral("-i"), QStringLiteral("sine=duration=3"),
-                           fixture->inTemp("take.wav")})
+                && QProcess::execute("ffmpeg",
+                       {"-v", "error", "-f", "lavfi", "-i", "sine=duration=3", fixture->inTemp("take.wav")})
                     == 0;
         }
         return isLeft;

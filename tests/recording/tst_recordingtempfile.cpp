@@ -50,14 +50,14 @@ private Q_SLOTS:
 
     void nameIsTakenUntilItsClaimEnds()
     {
-        auto first = RecordingTempFile::claim(QStringLiteral("/a/take.ts"));
+        auto first = RecordingTempFile::claim("/a/take.ts");
         QCOMPARE(first->videoPath(), in("take.avi"));
-        QCOMPARE(RecordingTempFile::claim(QStringLiteral("/b/take.avi"))->videoPath(), in("take_2.avi"));
+        QCOMPARE(RecordingTempFile::claim("/b/take.avi")->videoPath(), in("take_2.avi"));
         QVERIFY(RecordingTempFile::isInUse(first->videoPath()));
         first.reset();
         QCOMPARE(entries(), QStringList());
         QVERIFY(!RecordingTempFile::isInUse(in("take.avi")));
-        QCOMPARE(RecordingTempFile::claim(QStringLiteral("/b/take.avi"))->videoPath(), in("take.avi"));
+        QCOMPARE(RecordingTempFile::claim("/b/take.avi")->videoPath(), in("take.avi"));
     }
 
     void namesThatOthersUseArePassedOver_data()
@@ -88,7 +88,7 @@ private Q_SLOTS:
             QVERIFY(QFile::link(in("nowhere"), path));
         else
             QVERIFY(place(file));
-        QVERIFY(kind != QLatin1String("with a log") || place(QStringLiteral("take.log")));
+        QVERIFY(kind != QLatin1String("with a log") || place("take.log"));
         if (kind == QLatin1String("stranger") && !giveAway(path))
             QSKIP("only root can give files away");
         QFile held(path);
@@ -103,7 +103,7 @@ private Q_SLOTS:
             QFile content(in("other.lock"));
             QVERIFY(content.open(QIODevice::ReadOnly) && place(file, content.readAll(), -60));
         }
-        const auto claimed = RecordingTempFile::claim(QStringLiteral("/a/take.avi"));
+        const auto claimed = RecordingTempFile::claim("/a/take.avi");
         QCOMPARE(claimed->videoPath(), temp->filePath(name));
         QCOMPARE(RecordingTempFile::isInUse(in("take.avi")),
             kind == QLatin1String("read") || name == QLatin1String("take.avi"));
@@ -120,8 +120,7 @@ private Q_SLOTS:
                                              "take_aside2.log");
         QTest::newRow("whole") << Files{{"take.avi", -9}, {"take.log", -9}, {"take.frames.csv", -9},
             {"take.json", -9}, {"take.wav", -9}, {"take_aside1.log", -9}}
-                               << QStringLiteral("take_aside1.log ") + whole
-                + QStringLiteral(" take_aside2.wav");
+                               << QString("take_aside1.log ") + whole + " take_aside2.wav";
         QTest::newRow("the host's sound is there") << Files{{"take.avi", -9}, {"take.log", -9},
             {"take.wav", 1}} << "take.wav take_aside1.avi take_aside1.log";
         QTest::newRow("empty video") << Files{{"=take.avi", -9}, {"take.log", -9}}
@@ -144,10 +143,10 @@ private Q_SLOTS:
             const bool isEmpty = file.key().startsWith(QLatin1Char('='));
             QVERIFY(place(file.key().mid(isEmpty), isEmpty ? QByteArray() : QByteArray("x"), file.value()));
         }
-        const auto claimed = RecordingTempFile::claim(QStringLiteral("/a/take.avi"));
+        const auto claimed = RecordingTempFile::claim("/a/take.avi");
         QVERIFY(claimed->moveLeftoversAside(QDateTime::currentDateTime()));
         QStringList found = entries();
-        found.removeOne(QStringLiteral("take.lock"));
+        found.removeOne("take.lock");
         QCOMPARE(found.join(QLatin1Char(' ')), left);
         QCOMPARE(lines.count(), left.contains(QLatin1String("_aside")) ? 1 : 0);
     }
@@ -155,22 +154,22 @@ private Q_SLOTS:
     void fullDiskStillGivesEachRecordingAName()
     {
 #ifdef Q_OS_UNIX
-        QVERIFY(place(QStringLiteral("take.log")));
+        QVERIFY(place("take.log"));
         const auto former = std::signal(SIGXFSZ, SIG_IGN);
         rlimit limit = {};
         QCOMPARE(getrlimit(RLIMIT_FSIZE, &limit), 0);
         const rlimit none{0, limit.rlim_max};
         QCOMPARE(setrlimit(RLIMIT_FSIZE, &none), 0);
-        auto first = RecordingTempFile::claim(QStringLiteral("/a/take.avi"));
-        auto second = RecordingTempFile::claim(QStringLiteral("/b/take.avi"));
+        auto first = RecordingTempFile::claim("/a/take.avi");
+        auto second = RecordingTempFile::claim("/b/take.avi");
         QCOMPARE(setrlimit(RLIMIT_FSIZE, &limit), 0);
         std::signal(SIGXFSZ, former);
         QCOMPARE(first->videoPath(), in("take_2.avi")); // a file has the first name
         QCOMPARE(second->videoPath(), in("take_3.avi"));
-        QCOMPARE(lines.filter(QStringLiteral("No lock file can be made")).count(), 2);
-        QVERIFY(place(QStringLiteral("take_3.avi"), "video"));
+        QCOMPARE(lines.filter("No lock file can be made").count(), 2);
+        QVERIFY(place("take_3.avi", "video"));
         QVERIFY(RecordingTempFile::isInUse(first->videoPath()));
-        QCOMPARE(RecordingTempFile::claim(QStringLiteral("/a/take_2.avi"))->videoPath(), in("take_2_2.avi"));
+        QCOMPARE(RecordingTempFile::claim("/a/take_2.avi")->videoPath(), in("take_2_2.avi"));
         first.reset();
         second.reset();
         QCOMPARE(entries(), QStringList({"take.log", "take_3.avi"}));
@@ -201,7 +200,7 @@ private Q_SLOTS:
         QFETCH(QString, line);
         QString wanted = in("Temp");
         if (kind == QLatin1String("file"))
-            QVERIFY(place(QStringLiteral("Temp")));
+            QVERIFY(place("Temp"));
         else
             QVERIFY(QDir().mkdir(wanted) && QFile::setPermissions(wanted, QFile::Permissions(0x7777)));
         if (kind.endsWith(QLatin1String("stranger")) && !giveAway(wanted))
@@ -213,10 +212,10 @@ private Q_SLOTS:
                 QSKIP("only root can give links away");
         }
         RecordingTempFile::setWantedFolder(wanted);
-        const auto claimed = RecordingTempFile::claim(QStringLiteral("/a/take.avi"));
+        const auto claimed = RecordingTempFile::claim("/a/take.avi");
         const QString used = QFileInfo(claimed->videoPath()).path();
         const bool isRefused = !line.isEmpty();
-        QCOMPARE(used, isRefused ? data->filePath(QStringLiteral("VarnholdToolkit/Recordings")) : wanted);
+        QCOMPARE(used, isRefused ? data->filePath("VarnholdToolkit/Recordings") : wanted);
         QCOMPARE(lines.filter(line).count(), isRefused ? 1 : 0);
         if (isRefused)
             QCOMPARE(int(QFileInfo(used).permissions()) & 0x77, 0);
@@ -224,28 +223,26 @@ private Q_SLOTS:
         QCOMPARE(folders.contains(wanted + QLatin1Char('/')), !isRefused);
         QVERIFY(folders.contains(used + QLatin1Char('/')));
         RecordingTempFile::setWantedFolder({});
-        QCOMPARE(RecordingTempFile::wantedFolder(), QDir::rootPath() + QStringLiteral("Temp/"));
+        QCOMPARE(RecordingTempFile::wantedFolder(), QDir::rootPath() + "Temp/");
     }
 
     void strangersInTheWayLeadToAFolderOfAUniqueName()
     {
-        const QString parent = data->filePath(QStringLiteral("VarnholdToolkit/"));
-        QVERIFY(QDir().mkpath(parent) && place(QStringLiteral("file")));
+        const QString parent = data->filePath("VarnholdToolkit/");
+        QVERIFY(QDir().mkpath(parent) && place("file"));
         for (int i = 1; i <= 100; ++i) {
-            const QString folder =
-                parent + (i == 1 ? QStringLiteral("Recordings") : QStringLiteral("Recordings_%1").arg(i));
+            const QString folder = parent + (i == 1 ? "Recordings" : QString("Recordings_%1").arg(i));
             QVERIFY(QDir().mkdir(folder));
             if (!giveAway(folder))
                 QSKIP("only root can give folders away");
         }
         RecordingTempFile::setWantedFolder(in("file/Temp"));
-        const auto claimed = RecordingTempFile::claim(QStringLiteral("/a/take.avi"));
+        const auto claimed = RecordingTempFile::claim("/a/take.avi");
         const QFileInfo used(QFileInfo(claimed->videoPath()).path());
         QCOMPARE(used.path() + QLatin1Char('/'), parent);
         QCOMPARE(used.ownerId(), QFileInfo(temp->path()).ownerId());
         QCOMPARE(int(used.permissions()) & 0x77, 0);
-        QCOMPARE(QFileInfo(RecordingTempFile::claim(QStringLiteral("/a/b.avi"))->videoPath()).path(),
-            used.filePath());
+        QCOMPARE(QFileInfo(RecordingTempFile::claim("/a/b.avi")->videoPath()).path(), used.filePath());
         QVERIFY(RecordingTempFile::folders().contains(used.filePath() + QLatin1Char('/')));
     }
 

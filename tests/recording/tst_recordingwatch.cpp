@@ -1,7 +1,7 @@
 #include "ffmpeg/ffmpegqueue.h"
-#include "recorderfixture.h"
 #include "recording/recordingmeter_p.h"
 #include "support/fakeffmpeg.h"
+#include "support/recorderfixture.h"
 
 #include <QtTest>
 

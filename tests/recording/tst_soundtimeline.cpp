@@ -130,8 +130,7 @@ private Q_SLOTS:
             const auto from = made.begin() + std::ptrdiff_t((at - 0.1) * sound::rateHz);
             const double heard = sound::hertz({from, from + sound::rateHz / 5});
             const double expected = at < piece.videoBegin || inFileS < 0 ? 0 : toneHz(inFileS);
-            QVERIFY2(
-                std::abs(heard - expected) < 15, qPrintable(QStringLiteral("%1 s: %2").arg(at).arg(heard)));
+            QVERIFY2(std::abs(heard - expected) < 15, qPrintable(QString("%1 s: %2").arg(at).arg(heard)));
         }
     }
 
@@ -142,7 +141,7 @@ private Q_SLOTS:
         for (int i = 0; i < 50; ++i)
             pieces.push_back({i * 0.25, (i + 1) * 0.25, 100 + i * 0.25, 100 + (i + 1) * 0.25});
         const std::vector<float> after = converted(pieces, 100);
-        const std::vector<float> before = sound::samplesIn(dir.filePath(QStringLiteral("tone.wav")));
+        const std::vector<float> before = sound::samplesIn(dir.filePath("tone.wav"));
         QCOMPARE(std::round(double(after.size()) / sound::rateHz * 100), 1250.0);
         double worst = 0;
         for (size_t i = 0; i < after.size(); ++i)
@@ -179,14 +178,13 @@ private:
         const auto run = [](const QStringList &arguments) {
             return ffmpegcall::run(arguments, 60'000, [] { return false; });
         };
-        const QString tone = dir.filePath(QStringLiteral("tone.wav"));
-        QString error = run({QStringLiteral("-f"), QStringLiteral("lavfi"), QStringLiteral("-i"),
-            QStringLiteral("aevalsrc=0.5*sin(2*PI*(200*t+50*t*t)):d=10:s=44100"), tone});
+        const QString tone = dir.filePath("tone.wav");
+        QString error =
+            run({"-f", "lavfi", "-i", "aevalsrc=0.5*sin(2*PI*(200*t+50*t*t)):d=10:s=44100", tone});
         const auto conversion = SoundTimeline::conversion(pieces, {startS, 1, 10});
-        const QString made = dir.filePath(QStringLiteral("made.wav"));
+        const QString made = dir.filePath("made.wav");
         error += run(conversion.inputArguments(tone)
-            + QStringList{QStringLiteral("-filter_complex"), conversion.filters, QStringLiteral("-map"),
-                QStringLiteral("[out]"), made});
+            + QStringList{"-filter_complex", conversion.filters, "-map", "[out]", made});
         return error.isEmpty() ? sound::samplesIn(made) : std::vector<float>();
     }
 

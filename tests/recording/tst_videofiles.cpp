@@ -1,5 +1,6 @@
 #include "recording/videorecorder.h"
 #include "support/frames.h"
+#include "support/table.h"
 
 #include <QtTest>
 
@@ -16,27 +17,23 @@ private Q_SLOTS:
     void init()
     {
         folder = std::make_unique<QTemporaryDir>();
-        input = folder->filePath(QStringLiteral("in.avi"));
-        output = folder->filePath(QStringLiteral("out.avi"));
+        input = folder->filePath("in.avi");
+        output = folder->filePath("out.avi");
     }
 
     void prepareFrameFitsTypeAndSize_data()
     {
-        QTest::addColumn<int>("type");
-        QTest::addColumn<QSize>("size");
-        QTest::addColumn<bool>("accepted");
-        QTest::newRow("colour of the right size") << CV_8UC3 << QSize(64, 48) << true;
-        QTest::newRow("grey") << CV_8UC1 << QSize(64, 48) << true;
-        QTest::newRow("with alpha, scaled") << CV_8UC4 << QSize(32, 100) << true;
-        QTest::newRow("width 0") << CV_8UC3 << QSize(0, 48) << false;
-        QTest::newRow("invalid size") << CV_8UC3 << QSize() << false;
+        const Table<int, QSize, bool> row;
+        row("colour of the right size", CV_8UC3, QSize(64, 48), true);
+        row("grey", CV_8UC1, QSize(64, 48), true);
+        row("with alpha, scaled", CV_8UC4, QSize(32, 100), true);
+        row("width 0", CV_8UC3, QSize(0, 48), false);
+        row("invalid size", CV_8UC3, QSize(), false);
     }
 
     void prepareFrameFitsTypeAndSize()
     {
-        QFETCH(int, type);
-        QFETCH(QSize, size);
-        QFETCH(bool, accepted);
+        const auto &[type, size, accepted] = Table<int, QSize, bool>::fetch();
         cv::Mat frame(48, 64, type, cv::Scalar(10, 20, 30, 40));
         const cv::Mat before = frame;
         QCOMPARE(VideoRecorder::prepareFrame(frame, {size.width(), size.height()}), accepted);
@@ -58,24 +55,21 @@ private Q_SLOTS:
 
     void cutKeepsTheNamedFramesInTheirOrder_data()
     {
-        QTest::addColumn<std::vector<VideoInterval>>("intervals");
-        QTest::addColumn<int>("counted");
-        QTest::addColumn<QVector<int>>("kept");
+        const Table<std::vector<VideoInterval>, int, QVector<int>> row;
         using Intervals = std::vector<VideoInterval>;
-        QTest::newRow("none") << Intervals{} << 0 << QVector<int>{};
-        QTest::newRow("one frame") << Intervals{{3, 3}} << 1 << QVector<int>{3};
-        QTest::newRow("backwards") << Intervals{{10, 5}} << 0 << QVector<int>{};
-        QTest::newRow("reaches the end") << Intervals{{18, 19}} << 1 << QVector<int>{18, 19};
-        QTest::newRow("reaches beyond") << Intervals{{18, 20}} << 0 << QVector<int>{};
-        QTest::newRow("overlapping, out of order, one bad") << Intervals{{7, 8}, {0xFFFFFFFF, 0xFFFFFFFF},
-            {2, 4}, {3, 3}} << 3 << QVector<int>{7, 8, 2, 3, 4, 3};
+        row("none", Intervals{}, 0, QVector<int>{});
+        row("one frame", Intervals{{3, 3}}, 1, QVector<int>{3});
+        row("backwards", Intervals{{10, 5}}, 0, QVector<int>{});
+        row("reaches the end", Intervals{{18, 19}}, 1, QVector<int>{18, 19});
+        row("reaches beyond", Intervals{{18, 20}}, 0, QVector<int>{});
+        row("overlapping, out of order, one bad", Intervals{{7, 8}, {0xFFFFFFFF, 0xFFFFFFFF}, {2, 4}, {3, 3}},
+            3, QVector<int>{7, 8, 2, 3, 4, 3});
     }
 
     void cutKeepsTheNamedFramesInTheirOrder()
     {
-        QFETCH(std::vector<VideoInterval>, intervals);
-        QFETCH(int, counted);
-        QFETCH(QVector<int>, kept);
+        const auto &[intervals, counted, kept] =
+            Table<std::vector<VideoInterval>, int, QVector<int>>::fetch();
         QVERIFY(frames::writeVideo(input, 20, 15.0));
         QCOMPARE(int(VideoRecorder::cutVideo(input, output, intervals)), counted);
         QCOMPARE(frames::numbersIn(output), kept);
@@ -84,18 +78,16 @@ private Q_SLOTS:
 
     void cutRefusesWhatItCannotReadOrWrite()
     {
-        QCOMPARE(
-            int(VideoRecorder::cutVideo(folder->filePath(QStringLiteral("none.avi")), output, {{0, 0}})), 0);
+        QCOMPARE(int(VideoRecorder::cutVideo(folder->filePath("none.avi"), output, {{0, 0}})), 0);
         QVERIFY(frames::writeVideo(input, 5));
-        QCOMPARE(
-            int(VideoRecorder::cutVideo(input, folder->filePath(QStringLiteral("no/out.avi")), {{0, 0}})), 0);
+        QCOMPARE(int(VideoRecorder::cutVideo(input, folder->filePath("no/out.avi"), {{0, 0}})), 0);
         QCOMPARE(int(VideoRecorder::cutVideo(input, input, {{0, 0}})), 0);
         QCOMPARE(frames::numbersIn(input).size(), 5); // not overwritten by itself
     }
 
     void joinNeedsEqualSizeAndRate()
     {
-        const QString second = folder->filePath(QStringLiteral("second.avi"));
+        const QString second = folder->filePath("second.avi");
         QVERIFY(frames::writeVideo(input, 3, 15.0));
         QVERIFY(frames::writeVideo(second, 4, 15.0, {320, 240}, 100));
         QVERIFY(VideoRecorder::joinVideo(input, second, output));
@@ -123,7 +115,7 @@ private Q_SLOTS:
 
         QStringList files;
         for (int i = 0; i < 3; ++i)
-            files << folder->filePath(QStringLiteral("%1.png").arg(i));
+            files << folder->filePath(QString("%1.png").arg(i));
         QFile bad(files[0]);
         QVERIFY(bad.open(QIODevice::WriteOnly));
         bad.write("no picture");

@@ -1,10 +1,11 @@
 #include "ffmpeg/ffmpegqueue.h"
-#include "recorderfixture.h"
 #include "recording/framepacer_p.h"
 #include "recording/frametimelog_p.h"
 #include "recording/frametimelogreader.h"
 #include "recording/recordingresult.h"
 #include "support/metaface.h"
+#include "support/recorderfixture.h"
+#include "support/table.h"
 
 // The life of a recording up to the stop request; what follows stands in tst_videorecorderfinish.
 class VideoRecorderTest : public QObject
@@ -18,16 +19,11 @@ private Q_SLOTS:
     void faceIsSettled()
     {
         QCOMPARE(metaface::ofClass(VideoRecorder::staticMetaObject),
-            (QStringList{QStringLiteral("signal recordPrepareToFinish()"),
-                QStringLiteral("signal recordFinished(QString,int)"),
-                QStringLiteral("signal recordStarted()"),
-                QStringLiteral("signal frameCountChanged(qulonglong)"),
-                QStringLiteral("slot startRecord(QString)"), QStringLiteral("slot startRecord() [cloned]"),
-                QStringLiteral("slot setFramerate(double)"), QStringLiteral("slot stopRecord(bool)"),
-                QStringLiteral("slot stopRecord() [cloned]"),
-                QStringLiteral("slot stopAndCut(VideoInterval)"), QStringLiteral("slot setFrame(cv::Mat)"),
-                QStringLiteral("slot setFrame(QImage)"), QStringLiteral("slot pauseRecord()"),
-                QStringLiteral("slot resumeRecord()"), QStringLiteral("slot sync(int)")}));
+            (QStringList{"signal recordPrepareToFinish()", "signal recordFinished(QString,int)",
+                "signal recordStarted()", "signal frameCountChanged(qulonglong)", "slot startRecord(QString)",
+                "slot startRecord() [cloned]", "slot setFramerate(double)", "slot stopRecord(bool)",
+                "slot stopRecord() [cloned]", "slot stopAndCut(VideoInterval)", "slot setFrame(cv::Mat)",
+                "slot setFrame(QImage)", "slot pauseRecord()", "slot resumeRecord()", "slot sync(int)"}));
         VideoRecorder recorder;
         QCOMPARE(recorder.getFrameRate(), 24.0);
         QVERIFY(VideoRecorder::ffmpegQueue && !VideoRecorder::ffmpegQueue->isRunning());
@@ -36,24 +32,16 @@ private Q_SLOTS:
 
     void startNeedsARateAndAPath_data()
     {
-        QTest::addColumn<double>("rate");
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QString>("message");
-        QTest::newRow("rate 0") << 0.0 << fixturePath()
-                                << QStringLiteral("VIDEORECORDER: Frame rate is invalid 0");
-        QTest::newRow("negative") << -5.0 << fixturePath()
-                                  << QStringLiteral("VIDEORECORDER: Frame rate is invalid -5");
-        QTest::newRow("no number") << qQNaN() << fixturePath()
-                                   << QStringLiteral("VIDEORECORDER: Frame rate is invalid nan");
-        QTest::newRow("short path") << 25.0 << QStringLiteral("ab")
-                                    << QStringLiteral("VIDEORECORDER: Filepath is not provided");
+        const Table<double, QString, QString> row;
+        row("rate 0", 0.0, fixturePath(), "VIDEORECORDER: Frame rate is invalid 0");
+        row("negative", -5.0, fixturePath(), "VIDEORECORDER: Frame rate is invalid -5");
+        row("no number", qQNaN(), fixturePath(), "VIDEORECORDER: Frame rate is invalid nan");
+        row("short path", 25.0, "ab", "VIDEORECORDER: Filepath is not provided");
     }
 
     void startNeedsARateAndAPath()
     {
-        QFETCH(double, rate);
-        QFETCH(QString, path);
-        QFETCH(QString, message);
+        const auto &[rate, path, message] = Table<double, QString, QString>::fetch();
         VideoRecorder recorder(QString(), rate);
         QTest::ignoreMessage(QtDebugMsg, qPrintable(message));
         recorder.startRecord(path);
@@ -131,20 +119,16 @@ private Q_SLOTS:
 
     void dueTimesFollowTheClock_data()
     {
-        QTest::addColumn<QVector<int>>("begins"); // of passes, ms
-        QTest::addColumn<int>("lengthMs"); // of each pass
-        QTest::addColumn<int>("due"); // after the last one, ms
-        QTest::newRow("in time") << QVector<int>{0, 40, 80} << 5 << 120;
-        QTest::newRow("a little late: the grid stays") << QVector<int>{0, 47, 95} << 5 << 120;
-        QTest::newRow("a whole period late: a new grid") << QVector<int>{0, 90} << 5 << 130;
-        QTest::newRow("passes take too long: at once") << QVector<int>{0, 60} << 60 << 120;
+        const Table<QVector<int>, int, int> row;
+        row("in time", QVector<int>{0, 40, 80}, 5, 120);
+        row("a little late: the grid stays", QVector<int>{0, 47, 95}, 5, 120);
+        row("a whole period late: a new grid", QVector<int>{0, 90}, 5, 130);
+        row("passes take too long: at once", QVector<int>{0, 60}, 60, 120);
     }
 
     void dueTimesFollowTheClock()
     {
-        QFETCH(QVector<int>, begins);
-        QFETCH(int, lengthMs);
-        QFETCH(int, due);
+        const auto &[begins, lengthMs, due] = Table<QVector<int>, int, int>::fetch();
         constexpr qint64 ms = 1'000'000;
         FramePacer pacer;
         pacer.start(0, 40 * ms);
@@ -359,7 +343,7 @@ private Q_SLOTS:
         recorder.setFrame(cv::Mat(1, 70000, CV_8UC1, cv::Scalar(0))); // no Motion-JPEG of that width
         QTRY_COMPARE(started.count(), 1);
         recorder.setFrame(cv::Mat(1, 70000, CV_8UC1, cv::Scalar(0)));
-        QVERIFY(fixture->consoleHas(QStringLiteral("cannot be written, nothing is recorded")));
+        QVERIFY(fixture->consoleHas("cannot be written, nothing is recorded"));
         recorder.stopRecord();
         QTRY_COMPARE(finished.count(), 1);
         QCOMPARE(recorder.getFrameCount(), 0);
@@ -383,7 +367,7 @@ private Q_SLOTS:
         }
         QVERIFY(!QFile::exists(fixture->out()));
         QVERIFY(frames::numbersIn(fixture->inTemp("take.avi")).size() >= 3);
-        QVERIFY(fixture->consoleHas(QStringLiteral("was not stopped, its video stays in")));
+        QVERIFY(fixture->consoleHas("was not stopped, its video stays in"));
     }
 
     void framesFromSeveralThreadsAreNeverTorn()
@@ -414,10 +398,7 @@ private Q_SLOTS:
     }
 
 private:
-    static QString fixturePath()
-    {
-        return QDir::temp().filePath(QStringLiteral("vt-recorder-never-made.avi"));
-    }
+    static QString fixturePath() { return QDir::temp().filePath("vt-recorder-never-made.avi"); }
 
     static void finish(VideoRecorder &recorder)
     {

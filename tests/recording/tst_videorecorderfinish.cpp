@@ -1,9 +1,10 @@
 #include "ffmpeg/ffmpegqueue.h"
-#include "recorderfixture.h"
 #include "recording/frametimelogreader.h"
 #include "recording/recordingnotifier_p.h"
 #include "recording/recordingresult.h"
 #include "support/programs.h"
+#include "support/recorderfixture.h"
+#include "support/table.h"
 
 #include <QStorageInfo>
 
@@ -11,47 +12,14 @@
 #include <sys/mount.h>
 #endif
 
+using programs::streamsOf;
+
 namespace {
 
 enum class Delivery
 {
     Copy,
     Ffmpeg
-};
-
-QString sine(const QString &path)
-{
-    QProcess ffmpeg;
-    ffmpeg.start(QStringLiteral("ffmpeg"),
-        {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-f"), QStringLiteral("lavfi"),
-            QStringLiteral("-i"), QStringLiteral("sine=duration=0.5"), path});
-    ffmpeg.waitForFinished();
-    return QString::fromLocal8Bit(ffmpeg.readAllStandardError());
-}
-
-QByteArray streamsOf(const QString &path)
-{
-    QProcess probe;
-    probe.start(QStringLiteral("ffprobe"),
-        {QStringLiteral("-v"), QStringLiteral("error"), QStringLiteral("-show_entries"),
-            QStringLiteral("stream=codec_type"), QStringLiteral("-of"), QStringLiteral("csv=p=0"), path});
-    probe.waitForFinished();
-    return probe.readAllStandardOutput().simplified();
-}
-
-// Changes a variable of the environment for the life of the object.
-class EnvironmentChange
-{
-public:
-    EnvironmentChange(const char *name, const QByteArray &value) : name(name), former(qgetenv(name))
-    {
-        qputenv(name, value);
-    }
-    ~EnvironmentChange() { qputenv(name, former); }
-
-private:
-    const char *name;
-    QByteArray former;
 };
 
 #ifdef Q_OS_LINUX
@@ -88,7 +56,7 @@ private Q_SLOTS:
         QVERIFY(finished(recorder));
         QCOMPARE(fixture->tempEntries(), QStringList());
         QVERIFY(QDir(fixture->folder.path()).isEmpty());
-        QVERIFY(fixture->consoleHas(QStringLiteral("Record removed")));
+        QVERIFY(fixture->consoleHas("Record removed"));
         QCOMPARE(recorder.lastResult().outcome, RecordingResult::Discarded);
     }
 
@@ -114,10 +82,10 @@ private Q_SLOTS:
         const auto note = [&](const char *what) {
             order << QLatin1String(what);
             if (recorder.isSavingFile())
-                order << QStringLiteral("saving");
+                order << "saving";
         };
         fixture->onLine = [&](const QString &line) {
-            if (line.startsWith(QStringLiteral("Destfile")))
+            if (line.startsWith("Destfile"))
                 note("deliver");
         };
         QThread *thread = nullptr;
@@ -143,7 +111,7 @@ private Q_SLOTS:
         QVERIFY(!recorder.getIsRecording());
         const QList<QVariant> told = finished(recorder).value_or(QList<QVariant>());
         fixture->onLine = {};
-        QCOMPARE(order.join(QLatin1Char(' ')), QStringLiteral("prepare deliver saving ended finished"));
+        QCOMPARE(order.join(QLatin1Char(' ')), "prepare deliver saving ended finished");
         QCOMPARE(told.value(0).toString(), fixture->out());
         QVERIFY(existed);
         QCOMPARE(thread, &recorder);
@@ -167,8 +135,8 @@ private Q_SLOTS:
         QFile json(fixture->out("take.json"));
         QVERIFY(json.open(QIODevice::ReadOnly));
         const QJsonObject written = QJsonDocument::fromJson(json.readAll()).object();
-        QCOMPARE(written.value(QStringLiteral("outcome")).toString(), QStringLiteral("delivered"));
-        QCOMPARE(written.value(QStringLiteral("framesCounted")).toInt(), frameCount);
+        QCOMPARE(written.value("outcome").toString(), "delivered");
+        QCOMPARE(written.value("framesCounted").toInt(), frameCount);
         QFile list(fixture->out("take.frames.csv"));
         QVERIFY(list.open(QIODevice::ReadOnly));
         QCOMPARE(list.readAll().count('\n'), frameCount + 1);
@@ -223,7 +191,7 @@ private Q_SLOTS:
             QVERIFY(QFile::exists(fixture->out("take.log")));
             QCOMPARE(fixture->tempEntries(), QStringList());
         }
-        QVERIFY(!fixture->consoleHas(QStringLiteral("was not stopped")));
+        QVERIFY(!fixture->consoleHas("was not stopped"));
     }
 
     void waitingDeliversEventsAndEndsInTime()
@@ -256,7 +224,7 @@ private Q_SLOTS:
         VideoRecorder recorder(QString(), 50.0);
         QVERIFY(recorder.setSoundMaker([](const VideoRecorder::SoundRequest &) { throw 1; }));
         QVERIFY(!recorder.setSoundMaker([](const VideoRecorder::SoundRequest &) {}));
-        QVERIFY(fixture->consoleHas(QStringLiteral("another one is refused")));
+        QVERIFY(fixture->consoleHas("another one is refused"));
         QVERIFY(fixture->record(recorder, fixture->out()));
         recorder.setSoundMaker({}); // the recording keeps its maker
         recorder.stopRecord();
@@ -267,22 +235,17 @@ private Q_SLOTS:
 
     void cutKeepsWhatItCan_data()
     {
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<VideoInterval>("interval");
-        QTest::addColumn<int>("kept"); // -1: all
-        QTest::newRow("middle") << QStringLiteral("take.avi") << VideoInterval(1, 3) << 3;
-        QTest::newRow("folder and name with .avi twice")
-            << QStringLiteral("a.avi.d/take.avi.avi") << VideoInterval(0, 0) << 1;
-        QTest::newRow("no .avi in the name") << QStringLiteral("take.mkv") << VideoInterval(1, 2) << 2;
-        QTest::newRow("backwards") << QStringLiteral("take.avi") << VideoInterval(3, 1) << -1;
-        QTest::newRow("beyond the end") << QStringLiteral("take.avi") << VideoInterval(2, 1'000'000) << -1;
+        const Table<QString, VideoInterval, int> row;
+        row("middle", "take.avi", VideoInterval(1, 3), 3);
+        row("folder and name with .avi twice", "a.avi.d/take.avi.avi", VideoInterval(0, 0), 1);
+        row("no .avi in the name", "take.mkv", VideoInterval(1, 2), 2);
+        row("backwards", "take.avi", VideoInterval(3, 1), -1);
+        row("beyond the end", "take.avi", VideoInterval(2, 1'000'000), -1);
     }
 
     void cutKeepsWhatItCan()
     {
-        QFETCH(QString, name);
-        QFETCH(VideoInterval, interval);
-        QFETCH(int, kept);
+        const auto &[name, interval, kept] = Table<QString, VideoInterval, int>::fetch();
         const QString path = fixture->folder.filePath(name);
         VideoRecorder recorder(QString(), 50.0);
         QVERIFY(fixture->record(recorder, path, 6));
@@ -306,7 +269,7 @@ private Q_SLOTS:
         QVERIFY(fixture->record(recorder, fixture->inTemp("take.avi")));
         recorder.stopRecord();
         QVERIFY(finished(recorder));
-        QCOMPARE(fixture->tempEntries(), QStringList{QStringLiteral("take.avi")});
+        QCOMPARE(fixture->tempEntries(), QStringList{"take.avi"});
         QVERIFY(frames::numbersIn(fixture->inTemp("take.avi")).size() >= 5);
     }
 
@@ -315,7 +278,8 @@ private Q_SLOTS:
         VideoRecorder::UseFFMPEGOptimization = true;
         VideoRecorder recorder(QString(), 50.0);
         QVERIFY(fixture->record(recorder, fixture->out(), 25));
-        QCOMPARE(sine(fixture->inTemp("take.wav")), QString());
+        programs::outputOf(
+            "ffmpeg", {"-v", "error", "-f", "lavfi", "-i", "sine=duration=0.5", fixture->inTemp("take.wav")});
         recorder.stopRecord();
         QVERIFY(finished(recorder));
         QCOMPARE(streamsOf(fixture->out()), QByteArray("video audio"));
@@ -324,36 +288,26 @@ private Q_SLOTS:
 
     void whatCannotBeDeliveredStaysAndIsAnnounced_data()
     {
-        QTest::addColumn<Delivery>("delivery");
-        QTest::addColumn<QString>("fault");
-        QTest::addColumn<QString>("line");
-        QTest::newRow("copy, folder gone")
-            << Delivery::Copy << QStringLiteral("folder") << QStringLiteral("cannot be copied to");
-        QTest::newRow("copy, video gone")
-            << Delivery::Copy << QStringLiteral("video") << QStringLiteral("gone or empty");
-        QTest::newRow("ffmpeg, folder gone")
-            << Delivery::Ffmpeg << QStringLiteral("folder") << QStringLiteral("ffmpeg failed");
-        QTest::newRow("ffmpeg, video gone")
-            << Delivery::Ffmpeg << QStringLiteral("video") << QStringLiteral("gone or empty");
-        QTest::newRow("ffmpeg missing")
-            << Delivery::Ffmpeg << QStringLiteral("program") << QStringLiteral("ffmpeg failed");
-        QTest::newRow("ffmpeg killed")
-            << Delivery::Ffmpeg << QStringLiteral("kill") << QStringLiteral("ffmpeg failed");
+        const Table<Delivery, QString, QString> row;
+        row("copy, folder gone", Delivery::Copy, "folder", "cannot be copied to");
+        row("copy, video gone", Delivery::Copy, "video", "gone or empty");
+        row("ffmpeg, folder gone", Delivery::Ffmpeg, "folder", "ffmpeg failed");
+        row("ffmpeg, video gone", Delivery::Ffmpeg, "video", "gone or empty");
+        row("ffmpeg missing", Delivery::Ffmpeg, "program", "ffmpeg failed");
+        row("ffmpeg killed", Delivery::Ffmpeg, "kill", "ffmpeg failed");
     }
 
     void whatCannotBeDeliveredStaysAndIsAnnounced()
     {
-        QFETCH(Delivery, delivery);
-        QFETCH(QString, fault);
-        QFETCH(QString, line);
+        const auto &[delivery, fault, line] = Table<Delivery, QString, QString>::fetch();
         VideoRecorder::UseFFMPEGOptimization = delivery == Delivery::Ffmpeg;
         QTemporaryDir programs;
-        std::optional<EnvironmentChange> path;
-        if (fault == QStringLiteral("program")) {
+        std::optional<programs::EnvironmentChange> path;
+        if (fault == "program") {
             path.emplace("PATH", QFile::encodeName(programs.path()));
-        } else if (fault == QStringLiteral("kill")) {
+        } else if (fault == "kill") {
             // Stands for an ffmpeg that somebody kills in the middle of its work.
-            QFile script(programs.filePath(QStringLiteral("ffmpeg")));
+            QFile script(programs.filePath("ffmpeg"));
             QVERIFY(script.open(QIODevice::WriteOnly));
             script.write("#!/bin/sh\necho half > \"$3\"\nkill -9 $$\n");
             script.close();
@@ -363,14 +317,14 @@ private Q_SLOTS:
         VideoRecorder recorder(QString(), 50.0);
         const QString target = fixture->out("sub/take.avi");
         QVERIFY(fixture->record(recorder, target));
-        if (fault == QStringLiteral("folder"))
+        if (fault == "folder")
             QVERIFY(QDir(fixture->out("sub")).removeRecursively());
-        if (fault == QStringLiteral("video"))
+        if (fault == "video")
             QVERIFY(QFile::remove(recorder.getTempFilePath()));
         recorder.stopRecord();
         QVERIFY(finished(recorder));
         const bool kept = frames::numbersIn(fixture->inTemp("take.avi")).size() >= 5;
-        QCOMPARE(kept, fault != QStringLiteral("video"));
+        QCOMPARE(kept, fault != "video");
         QTRY_VERIFY(fixture->consoleHas(line));
         if (kept)
             QVERIFY(fixture->consoleHas(fixture->inTemp("take.avi")));
@@ -412,7 +366,7 @@ private Q_SLOTS:
         QVERIFY(!kept.isEmpty());
         QVERIFY(!recorder.lastResult().isWhole && !recorder.lastResult().reason.isEmpty());
         QCOMPARE(recorder.lastResult().framesFound, qint64(kept.size()));
-        QVERIFY(fixture->consoleHas(QStringLiteral("is not whole (disk full?)")));
+        QVERIFY(fixture->consoleHas("is not whole (disk full?)"));
 #else
         QSKIP("needs a file system of a chosen size");
 #endif
@@ -487,7 +441,7 @@ private Q_SLOTS:
                 recorder.notifier(), &RecordingNotifier::ended, this,
                 [&] { early += VideoRecorder::ffmpegQueue->jobsCount() > 0; }, Qt::DirectConnection);
             // All have one name, in a folder each.
-            expected << fixture->out("sub") + QStringLiteral("%1/take.avi").arg(i);
+            expected << fixture->out("sub") + QString("%1/take.avi").arg(i);
             QVERIFY(fixture->record(recorder, expected.last(), 2, i + 1));
             recorder.stopRecord();
             QTRY_VERIFY(recorder.getFrameCount() == 0 && !recorder.isSavingFile());
@@ -535,8 +489,7 @@ private Q_SLOTS:
         QVERIFY(entriesOf("/proc/self/fd") <= handles);
         for (const QString &name :
             fixture->tempEntries()) // recordings that were not stopped keep their video
-            QVERIFY2(name.startsWith(QStringLiteral("take")) && !name.endsWith(QStringLiteral(".lock")),
-                qPrintable(name));
+            QVERIFY2(name.startsWith("take") && !name.endsWith(".lock"), qPrintable(name));
 #else
         QSKIP("counts threads and handles through /proc");
 #endif

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <QByteArray>
+#include <QProcess>
 #include <QStandardPaths>
 #include <QString>
+#include <QStringList>
 
 #include <initializer_list>
 
@@ -16,6 +19,40 @@ inline QString whyMissing(std::initializer_list<const char *> names)
     }
     return {};
 }
+
+/** All that a program writes; empty if it fails or takes longer than two minutes. */
+inline QByteArray outputOf(const QString &program, const QStringList &arguments)
+{
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(program, arguments);
+    const bool done = process.waitForFinished(120'000) && process.exitCode() == 0;
+    return done ? process.readAllStandardOutput() : QByteArray();
+}
+
+/** What ffprobe reports as \a field of each stream: "video audio". */
+inline QByteArray streamsOf(const QString &path, const char *field = "codec_type")
+{
+    const QString entries = QStringLiteral("stream=") + QLatin1String(field);
+    return outputOf("ffprobe", {"-v", "error", "-show_entries", entries, "-of", "csv=p=0", path})
+        .simplified();
+}
+
+/** Changes a variable of the environment for the life of the object. */
+class EnvironmentChange
+{
+public:
+    EnvironmentChange(const char *name, const QByteArray &value) : name(name), former(qgetenv(name))
+    {
+        qputenv(name, value);
+    }
+    ~EnvironmentChange() { qputenv(name, former); }
+    Q_DISABLE_COPY(EnvironmentChange)
+
+private:
+    const char *name;
+    QByteArray former;
+};
 
 } // namespace programs
 

@@ -113,21 +113,18 @@ private Q_SLOTS:
         fixture->onLine = {};
         QCOMPARE(order.join(QLatin1Char(' ')), "prepare deliver saving ended finished");
         QCOMPARE(told.value(0).toString(), fixture->out());
-        QVERIFY(existed);
-        QCOMPARE(thread, &recorder);
+        QVERIFY(existed && thread == &recorder);
         const int frameCount = frames::numbersIn(fixture->out()).size();
         QCOMPARE(told.value(1).toInt(), frameCount * 20);
         FrameTimeLogReader log;
-        QVERIFY(log.open(fixture->out("take.log")));
-        QCOMPARE(log.count(), frameCount);
+        QVERIFY(log.open(fixture->out("take.log")) && log.count() == frameCount);
         QCOMPARE(fixture->tempEntries(), QStringList());
         QCOMPARE(recorder.getFrameCount(), 0);
 
         QCOMPARE(result.outcome, RecordingResult::Delivered);
         QVERIFY2(result.isWhole && result.reason.isEmpty(), qPrintable(result.reason));
-        QCOMPARE(result.videoPath, fixture->out());
-        QCOMPARE(result.logPath, fixture->out("take.log"));
-        QCOMPARE(result.framesPath, fixture->out("take.frames.csv"));
+        QCOMPARE(QStringList({result.videoPath, result.logPath, result.framesPath}),
+            QStringList({fixture->out(), fixture->out("take.log"), fixture->out("take.frames.csv")}));
         QCOMPARE(int(result.framesCounted), frameCount);
         QCOMPARE(int(result.framesFound), frameCount);
         QCOMPARE(result.job.has_value(), delivery == Delivery::Ffmpeg);
@@ -205,8 +202,7 @@ private Q_SLOTS:
         timer.start(1);
         QVERIFY(!recorder.finishAndWait(0)); // stops, and has no time
         QVERIFY(!recorder.getIsRecording());
-        QVERIFY(recorder.finishAndWait(20'000));
-        QVERIFY(ticks > 0);
+        QVERIFY(recorder.finishAndWait(20'000) && ticks > 0);
         QCOMPARE(recorder.lastResult().outcome, RecordingResult::Delivered);
         QCOMPARE(VideoRecorder::pendingDeliveries(), 0);
 

@@ -136,10 +136,11 @@ std::shared_ptr<Recording> VideoRecorder::leaveLatest()
         latest->tempFile.reset();
         return {};
     }
-    if (latest->isWanted()) {
-        latest->state = Recording::State::Finishing;
+    if (latest->isWanted())
         latest->rateHz = frameRate;
-    }
+    // The list alone leads to its finish now: until the next recording takes its place as the latest one, a
+    // pass must not finish it a second time.
+    latest->state = Recording::State::Over;
     latest->path = path;
     superseded.push_back(latest);
     return latest;

@@ -384,6 +384,9 @@ private Q_SLOTS:
             recorder.setFramerate(50.0);
             QVERIFY(fixture->record(recorder, fixture->out("first.avi"), 5, 1));
             recorder.stopRecord(removeFirst);
+            recorder.setFramerate(0.0);
+            recorder.startRecord(
+                fixture->out("second.avi")); // refused; the first is finished once all the same
             recorder.setFramerate(100.0);
             recorder.startRecord(fixture->out("second.avi"));
             recorder.setFrame(frames::numbered(2, {640, 480}));

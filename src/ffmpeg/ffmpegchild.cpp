@@ -52,7 +52,7 @@ protected:
             return;
         // Not closed on exec: the lock lives as long as the child, even if this program is killed.
         const int file = ::open(source.constData(), O_RDONLY | O_NONBLOCK);
-        constexpr int attempts = 50; // of 2 ms: whoever asks for the lock holds it for an instant
+        constexpr int attempts = 50; // of 2 ms: a process that probes the lock holds it for an instant
         for (int i = 0; i < attempts && file >= 0 && ::flock(file, LOCK_SH | LOCK_NB) != 0; ++i)
             ::poll(nullptr, 0, 2);
 #endif

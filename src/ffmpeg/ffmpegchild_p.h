@@ -142,5 +142,5 @@ private:
     QByteArray begun; // the line that follows them
     bool returned = false; // a carriage return: what comes next overwrites the line
     qint64 frames = -1; // of the output, as the program counted them last
-    QString writeFault; // the first line that tells of a failed write
+    QString writeFault; // the first line that reports a failed write
 };

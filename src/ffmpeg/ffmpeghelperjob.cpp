@@ -241,7 +241,7 @@ void FFMPEGHelperJob::end(const QString &reason)
         qDebug() << reason;
         task->removeHalfMade(*child);
     }
-    // What has been refused may name a file that is none of this job's.
+    // A refused task may name a file that does not belong to this job.
     if (task->state == FFMpegTask::State::Ready)
         task->settle(ok);
     leaveLine();

@@ -41,7 +41,7 @@ bool isMarkOfInsertion(const FrameTimeLogReader::Entry &entry)
     return entry.timeMs == 0 && entry.frame > 0;
 }
 
-// The number that the log has for the first frame of a video that was cut; 0 if no result file tells of one.
+// The number that the log has for the first frame of a video that was cut; 0 without a result file.
 qint64 logShiftIn(const QString &resultPath)
 {
     QFile file(resultPath);
